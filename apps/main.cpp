@@ -1,0 +1,85 @@
+#include "app/AppDelegate.h"
+#include "app/AppIdentity.h"
+#include "core/EMLog.h"
+#include "widgets/MainWindow.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QScreen>
+#include <QTimer>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int kExitNoDisplay = 3;
+constexpr int kExitUsage = 2;
+
+void printUsage() {
+    std::printf("Usage: framedeck [--quit-after SECONDS]\n"
+                "  Starts the FrameDeck recorder on the current desktop.\n");
+}
+
+bool haveDisplay() {
+    const char* x11 = std::getenv("DISPLAY");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    return (x11 && *x11) || (wayland && *wayland);
+}
+
+void startLogging() {
+    const QString cache = AppIdentity::cacheFolder();
+    if (QDir().mkpath(cache))
+        EMLog::setLogFile(AppIdentity::logFilePath().toStdString());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int quitAfterSeconds = 0;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            printUsage();
+            return 0;
+        }
+        if (std::strcmp(argv[i], "--quit-after") == 0 && i + 1 < argc) {
+            quitAfterSeconds = std::atoi(argv[++i]);
+            continue;
+        }
+        std::fprintf(stderr, "framedeck: unknown argument '%s'\n", argv[i]);
+        printUsage();
+        return kExitUsage;
+    }
+
+    if (!haveDisplay()) {
+        std::fprintf(stderr, "framedeck: no desktop to show the window on (DISPLAY is not set).\n"
+                             "Run it from a terminal inside your desktop session, or use ./run, which\n"
+                             "starts a private virtual desktop when there is none.\n");
+        return kExitNoDisplay;
+    }
+
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("FrameDeck");
+    QApplication::setOrganizationName("FrameDeck");
+    QApplication::setApplicationDisplayName(AppIdentity::displayName());
+    QApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
+    startLogging();
+
+    AppDelegate* app = AppDelegate::sharedInstance();
+    for (QScreen* screen : QGuiApplication::screens())
+        EMLog::showMessage("display %s %dx%d at %d,%d", qPrintable(screen->name()),
+                           screen->geometry().width(), screen->geometry().height(), screen->geometry().x(),
+                           screen->geometry().y());
+
+    MainWindow window(*app);
+    window.resize(460, 420);
+    if (QScreen* screen = QGuiApplication::primaryScreen())
+        window.move(screen->availableGeometry().center() - window.rect().center());
+    window.show();
+
+    if (quitAfterSeconds > 0)
+        QTimer::singleShot(quitAfterSeconds * 1000, &application, &QApplication::quit);
+    const int rc = application.exec();
+    app->settings().synchronize();
+    return rc;
+}

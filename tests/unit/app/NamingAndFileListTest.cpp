@@ -1,0 +1,128 @@
+#include "TempHome.h"
+#include "app/AppDelegate.h"
+#include "app/FileListStore.h"
+#include "app/OutputNaming.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+TEST(OutputNaming, NamesAndDurationTexts) {
+    const QDateTime t(QDate(2024, 1, 31), QTime(23, 59, 59));
+    EXPECT_EQ(OutputNaming::outputPath("/v", t, ".mov"), "/v/20240131_235959.mov");
+    EXPECT_EQ(OutputNaming::dateText(t), "2024/01/31 23:59:59");
+
+    EXPECT_EQ(OutputNaming::timeFromString(3725), "01:02:05");
+    EXPECT_EQ(OutputNaming::timeFromString(61 * 3600), "01:00:00"); // hours wrap at 60
+    EXPECT_EQ(OutputNaming::timeFromString(0), "00:00:00");
+    EXPECT_EQ(OutputNaming::timeFrom_String(125), "02分05秒");
+    EXPECT_EQ(OutputNaming::timeFrom_String(3725), "01时02分05秒");
+    EXPECT_EQ(OutputNaming::timeFrom_String(60 * 3600 + 5), "00分05秒");
+
+    EXPECT_EQ(OutputNaming::freeSpaceText(12.345), "12.35 G");
+    EXPECT_EQ(OutputNaming::freeSpaceText(0.5), "512.00 MB");
+}
+
+TEST(OutputPaths, FirstUseCreatesTheFoldersAndAnEmptyList) {
+    TempHome home;
+    const QString path = AppDelegate::createoutputPath(true);
+    EXPECT_TRUE(
+        path.startsWith(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/FrameDeck/"));
+    EXPECT_TRUE(path.endsWith(".mov"));
+    EXPECT_TRUE(QFileInfo(path).dir().exists());
+    EXPECT_TRUE(AppDelegate::createoutputPath(false).endsWith(".mp3"));
+
+    const QString list = AppDelegate::plistPath();
+    EXPECT_EQ(list, home.path() + "/.cache/org.framedeck.FrameDeck/filelist.plist");
+    EXPECT_TRUE(QFile::exists(list));
+    EXPECT_TRUE(FileListStore::readList(list).isEmpty());
+}
+
+TEST(FileList, NewestFirstWithTheRecordTypes) {
+    TempHome home;
+    const QString list = AppDelegate::plistPath();
+    const QDateTime when(QDate(2025, 3, 1), QTime(10, 0, 0));
+    ASSERT_TRUE(FileListStore::addRecord(
+        list, FileListStore::recordingRecord("/v/a.mov", 12.5, 12345678.0, when, true)));
+    ASSERT_TRUE(FileListStore::addRecord(list, FileListStore::screenshotRecord("/v/b.png", 4096, when)));
+
+    const QVariantList records = FileListStore::readList(list);
+    ASSERT_EQ(records.size(), 2);
+    const QVariantMap shot = records[0].toMap();
+    const QVariantMap video = records[1].toMap();
+    EXPECT_EQ(shot["name"], "b.png");
+    EXPECT_EQ(shot["isImage"].toInt(), 1);
+    EXPECT_FALSE(shot.contains("isVideo"));
+    EXPECT_EQ(shot["size"].typeId(), QMetaType::LongLong);
+    EXPECT_EQ(video["size"].typeId(), QMetaType::Double);
+    EXPECT_DOUBLE_EQ(video["duration"].toDouble(), 12.5);
+    EXPECT_EQ(video["date"], "2025/03/01 10:00:00");
+    EXPECT_EQ(video["isVideo"].toInt(), 1);
+
+    // A real Apple XML property list: another reader agrees on the structure.
+    QFile f(list);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray xml = f.readAll();
+    EXPECT_TRUE(xml.contains("<!DOCTYPE plist"));
+    EXPECT_TRUE(xml.contains("<key>size</key>\n\t\t<real>"));
+    EXPECT_TRUE(xml.contains("<key>size</key>\n\t\t<integer>4096</integer>"));
+    if (!QStandardPaths::findExecutable("python3").isEmpty()) {
+        QProcess py;
+        py.start("python3", {"-c",
+                             "import plistlib,sys; l=plistlib.load(open(sys.argv[1],'rb')); "
+                             "print(len(l), l[0]['name'], l[1]['duration'])",
+                             list});
+        ASSERT_TRUE(py.waitForFinished(-1));
+        EXPECT_EQ(py.readAllStandardOutput().trimmed(), "2 b.png 12.5");
+    }
+}
+
+TEST(FileList, DamagedFilesReadAsEmptyAndAreReplaced) {
+    TempHome home;
+    const QString list = AppDelegate::plistPath();
+    const QByteArray damaged[] = {
+        "",
+        "not a plist at all",
+        "<?xml version=\"1.0\"?><plist><array><dict><key>path</key>",
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>b</string></dict></plist>",
+        QByteArray("bplist00\xff\xff\xff\xff\x00\x01", 14),
+        QByteArray(4096, '\xAB')};
+    for (const QByteArray& bytes : damaged) {
+        QFile f(list);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(bytes);
+        f.close();
+        EXPECT_TRUE(FileListStore::readList(list).isEmpty());
+        ASSERT_TRUE(FileListStore::addRecord(list, FileListStore::screenshotRecord("/v/c.png", 1, {})));
+        EXPECT_EQ(FileListStore::readList(list).size(), 1);
+    }
+}
+
+TEST(FileList, FailedWritesKeepTheOldList) {
+    TempHome home;
+    const QString list = AppDelegate::plistPath();
+    ASSERT_TRUE(FileListStore::addRecord(list, FileListStore::screenshotRecord("/v/old.png", 1, {})));
+
+    // A full disk: writes past a small size fail (works as root too).
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit saved{};
+    getrlimit(RLIMIT_FSIZE, &saved);
+    rlimit tiny = saved;
+    tiny.rlim_cur = 64;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tiny), 0);
+    const bool written = FileListStore::addRecord(list, FileListStore::screenshotRecord("/v/new.png", 1, {}));
+    setrlimit(RLIMIT_FSIZE, &saved);
+    EXPECT_FALSE(written);
+
+    // A folder that is not there (and cannot be made: its parent is a file).
+    EXPECT_FALSE(FileListStore::writeList(list + "/inside-a-file.plist", {}));
+
+    const QVariantList records = FileListStore::readList(list);
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].toMap()["name"], "old.png");
+}
