@@ -1,0 +1,124 @@
+#include "TempHome.h"
+#include "app/AppDelegate.h"
+#include "app/FileListStore.h"
+#include "widgets/FileListWindowController.h"
+#include "widgets/FileTableView.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+namespace {
+
+int argc = 1;
+char arg0[] = "unit_widgets";
+char* argv[] = {arg0, nullptr};
+
+struct FileListWindow : ::testing::Test {
+    static void SetUpTestSuite() {
+        if (!qEnvironmentVariableIsSet("DISPLAY"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        static QApplication app(argc, argv);
+    }
+    TempHome home;
+    std::unique_ptr<AppDelegate> app{
+        new AppDelegate(std::make_unique<SettingsStore>(home.path() + "/s.conf"), FRAMEDECK_RESOURCE_DIR)};
+    QString list = AppDelegate::plistPath();
+
+    QString makeFile(const QString& name) {
+        const QString path = home.path() + "/" + name;
+        QFile f(path);
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("x");
+        return path;
+    }
+};
+
+} // namespace
+
+TEST(FileCells, SizeAndDurationTexts) {
+    EXPECT_EQ(fileSizeText({{"size", 12345678.0}}), "12.35 M");
+    EXPECT_EQ(fileSizeText({{"size", 4096}}), "0.00 M");
+    EXPECT_EQ(fileDurationText({{"duration", 3725.9}}), "01:02:05");
+    EXPECT_EQ(fileDurationText({{"duration", 0}, {"isImage", 1}}), "");
+}
+
+TEST_F(FileListWindow, DeleteRemovesTheLastMatchingRecordAndTheFile) {
+    const QString a = makeFile("a.mov");
+    const QString b = makeFile("b.png");
+    const QDateTime t = QDateTime::currentDateTime();
+    // Newest first: a (again), b, a.
+    FileListStore::addRecord(list, FileListStore::recordingRecord(a, 1, 10, t.addSecs(-20), true));
+    FileListStore::addRecord(list, FileListStore::screenshotRecord(b, 1, t.addSecs(-10)));
+    FileListStore::addRecord(list, FileListStore::recordingRecord(a, 2, 20, t, true));
+
+    FileListWindowController window;
+    ASSERT_EQ(window.tableView->rowCount(), 3);
+    EXPECT_EQ(window.tableView->item(1, 1)->text(), ""); // a screenshot has no duration
+    window.tableView->selectRow(0);
+    EXPECT_TRUE(window.playBtn->isEnabled());
+    window.deletedBtnAction();
+
+    const QVariantList stored = FileListStore::readList(list);
+    ASSERT_EQ(stored.size(), 2);
+    EXPECT_EQ(stored[0].toMap()["duration"].toDouble(), 2.0); // the newer entry of a stays
+    EXPECT_EQ(stored[1].toMap()["path"], b);
+    EXPECT_FALSE(QFile::exists(a));
+    EXPECT_EQ(window.tableView->selectedRow(), 0);
+    EXPECT_FALSE(window.playBtn->isEnabled());
+    EXPECT_FALSE(window.deletedBtn->isEnabled());
+
+    // Deleting everything leaves an empty list and no selection.
+    window.tableView->selectRow(1);
+    window.deletedBtnAction();
+    window.tableView->selectRow(0);
+    window.deletedBtnAction();
+    EXPECT_TRUE(FileListStore::readList(list).isEmpty());
+    EXPECT_EQ(window.tableView->selectedRow(), -1);
+}
+
+TEST_F(FileListWindow, OpeningRevealingAndMissingFiles) {
+    const QString present = makeFile("here.mp4");
+    FileListStore::addRecord(list, FileListStore::recordingRecord(home.path() + "/gone.mov", 1, 1, {}, true));
+    FileListStore::addRecord(list, FileListStore::recordingRecord(present, 1, 1, {}, true));
+
+    FileListWindowController window;
+    QList<QUrl> opened;
+    QStringList revealed, alerts;
+    window.openUrl = [&](const QUrl& url) {
+        return opened << url, true;
+    };
+    window.revealFile = [&](const QString& path) {
+        return revealed << path, true;
+    };
+    window.showAlert = [&](const QString& message) {
+        alerts << message;
+    };
+
+    window.tableView->selectRow(0);
+    window.playBtnAction();
+    window.openDirBtnAction();
+    EXPECT_EQ(opened, QList<QUrl>{QUrl::fromLocalFile(present)});
+    EXPECT_EQ(revealed, QStringList{present});
+
+    window.tableView->selectRow(1);
+    window.editBtnAction();
+    EXPECT_EQ(alerts, QStringList{L("Alert_DisableOpenFile_Message")});
+    EXPECT_FALSE(alerts.first().isEmpty());
+    emit window.tableView->cellDoubleClicked(1, 0); // double click on a missing file: nothing
+    EXPECT_EQ(alerts.size(), 1);
+    EXPECT_EQ(opened.size(), 1);
+}
+
+TEST_F(FileListWindow, LanguageSwitchRetitlesTheOpenWindow) {
+    FileListWindowController window;
+    app->setLange(1);
+    EXPECT_EQ(window.windowTitle(), L("FileList"));
+    EXPECT_EQ(window.tableView->horizontalHeaderItem(0)->text(), L("FileName"));
+    const QString simplified = window.windowTitle();
+    app->setLange(2);
+    EXPECT_NE(window.windowTitle(), simplified);
+    app->setLange(0);
+    EXPECT_EQ(window.deletedBtn->text(), "Delete");
+}
