@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QScreen>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -72,7 +73,8 @@ int main(int argc, char** argv) {
                            screen->geometry().y());
 
     MainWindow window(*app);
-    window.resize(460, 420);
+    window.adjustSize();
+    window.resize(std::max(window.width(), 600), window.height());
     if (QScreen* screen = QGuiApplication::primaryScreen())
         window.move(screen->availableGeometry().center() - window.rect().center());
     window.show();
