@@ -1,0 +1,160 @@
+#include "platform/x11input/ClickListener.h"
+
+#include "overlays/ArrowCursor.h"
+#include "overlays/FrameDecorator.h"
+
+#include <QImage>
+#include <condition_variable>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <vector>
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+namespace {
+
+using x11input::ClickListener;
+using x11input::PointerReader;
+using x11input::RootPointer;
+
+struct Click {
+    int button;
+    std::optional<RootPointer> at;
+};
+
+// Collects the clicks the listener reports, for the test thread to wait on.
+struct ClickLog {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<Click> clicks;
+
+    void add(int button, std::optional<RootPointer> at) {
+        std::lock_guard lock(mutex);
+        clicks.push_back({button, at});
+        changed.notify_all();
+    }
+    // Waits for the n-th click; a listener that never reports one is caught
+    // by the test's own time-out.
+    Click waitFor(std::size_t n) {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return clicks.size() >= n; });
+        return clicks[n - 1];
+    }
+};
+
+// Injects pointer moves and clicks through XTEST, as xdotool does.
+struct FakeInput {
+    FakeInput() : conn(xcb_connect(nullptr, nullptr)) {
+        root = xcb_setup_roots_iterator(xcb_get_setup(conn)).data->root;
+    }
+    ~FakeInput() { xcb_disconnect(conn); }
+    void moveTo(int x, int y) {
+        xcb_test_fake_input(conn, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root, static_cast<int16_t>(x),
+                            static_cast<int16_t>(y), 0);
+        sync();
+    }
+    void click(uint8_t button) {
+        xcb_test_fake_input(conn, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(conn, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        sync();
+    }
+    void sync() { std::free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr)); }
+
+    xcb_connection_t* conn;
+    xcb_window_t root;
+};
+
+class ClickListenerOnDesktop : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::getenv("DISPLAY"))
+            GTEST_SKIP() << "needs an X display: run inside scripts/test-desktop";
+    }
+};
+
+TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNotTheWheel) {
+    ClickLog log;
+    ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add(button, at); });
+    ASSERT_TRUE(listener.start());
+
+    FakeInput input;
+    input.moveTo(321, 234);
+    input.click(4); // a wheel notch
+    input.click(1);
+    const Click first = log.waitFor(1);
+    EXPECT_EQ(first.button, 1);
+    ASSERT_TRUE(first.at);
+    EXPECT_EQ(first.at->x, 321);
+    EXPECT_EQ(first.at->y, 234);
+
+    input.moveTo(1500, 900);
+    input.click(3);
+    const Click second = log.waitFor(2);
+    EXPECT_EQ(second.button, 3);
+    ASSERT_TRUE(second.at);
+    EXPECT_EQ(second.at->x, 1500);
+    EXPECT_EQ(second.at->y, 900);
+
+    PointerReader reader;
+    ASSERT_TRUE(reader.isOpen());
+    const auto now = reader.position();
+    ASSERT_TRUE(now);
+    EXPECT_EQ(now->x, 1500);
+    EXPECT_EQ(now->y, 900);
+
+    listener.stop();
+    EXPECT_FALSE(listener.isRunning());
+    input.click(1);
+    std::lock_guard lock(log.mutex);
+    EXPECT_EQ(log.clicks.size(), 2u) << "no reports after stop";
+}
+
+TEST_F(ClickListenerOnDesktop, ADesktopClickDrawsTheRingAroundTheCursorInTheNextFrame) {
+    CursorClickState clicks;
+    ClickLog log;
+    ClickListener listener([&](int button, std::optional<RootPointer> at) {
+        clicks.click();
+        log.add(button, at);
+    });
+    ASSERT_TRUE(listener.start());
+    FakeInput input;
+    input.moveTo(700, 300);
+    input.click(1);
+    log.waitFor(1);
+
+    // A 400 x 300 area whose top-left corner is at (500, 200) of the root
+    // window, on a 1920 x 1080 screen.
+    const ScreenRect screen{0, 0, 1920, 1080};
+    PointerReader reader;
+    const auto at = reader.position();
+    ASSERT_TRUE(at);
+    WatermarkState noWatermark;
+    FrameDecorator decorator(clicks, noWatermark);
+    QImage frame(400, 300, QImage::Format_ARGB32_Premultiplied);
+    frame.fill(Qt::black);
+    decorator.appendMouseCursor({frame.bits(), 400, 300, static_cast<int>(frame.bytesPerLine())},
+                                {screenPointFromRoot(at->x, at->y, screen),
+                                 screenRectFromRoot({500, 200, 400, 300}, screen),
+                                 {false, true, true}});
+
+    // The arrow's tip on the pointer, (200, 100) inside the area; the ring
+    // (radius 10) around the middle of the arrow picture.
+    EXPECT_NE(frame.pixel(200, 100), qRgb(0, 0, 0));
+    const ArrowCursor& arrow = arrowCursor();
+    const int middleX = 200 - arrow.hotSpot.x() + arrow.image.width() / 2;
+    const int middleY = 100 - arrow.hotSpot.y() + arrow.image.height() / 2;
+    EXPECT_EQ(qBlue(frame.pixel(middleX + 20, middleY)), 0) << "outside the ring";
+    EXPECT_GT(qBlue(frame.pixel(middleX + 10, middleY)), 150) << "on the ring";
+    EXPECT_EQ(clicks.load().cursorEffectWidth, 32);
+}
+
+TEST_F(ClickListenerOnDesktop, FailsCleanlyWithoutADisplay) {
+    ClickListener listener([](int, std::optional<RootPointer>) {});
+    EXPECT_FALSE(listener.start(":4711"));
+    EXPECT_FALSE(listener.isRunning());
+    EXPECT_FALSE(PointerReader(":4711").isOpen());
+}
+
+} // namespace
