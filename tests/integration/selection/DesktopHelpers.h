@@ -1,0 +1,98 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QProcess>
+#include <QStringList>
+#include <QThread>
+#include <functional>
+#include <gtest/gtest.h>
+
+// Helpers for tests that run on the private test desktop.
+
+// Runs the event loop until `done` holds. The bound only keeps a broken run
+// from hanging until ctest's own timeout; no test relies on its length.
+inline bool waitFor(const std::function<bool()>& done, int guardMilliseconds = 60000) {
+    QElapsedTimer guard;
+    guard.start();
+    while (!done()) {
+        if (guard.elapsed() > guardMilliseconds)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+    return true;
+}
+
+// Lets queued events, repaints and the X server settle for a moment.
+inline void settle(int milliseconds = 300) {
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < milliseconds) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+}
+
+// Synthetic input through XTEST.
+inline void xdotool(const QStringList& args) {
+    QProcess p;
+    p.start("xdotool", args);
+    ASSERT_TRUE(p.waitForFinished(-1));
+    ASSERT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+    settle(150);
+}
+
+// Windows of another process (test_xwindows), kept until destruction.
+class XWindows {
+public:
+    explicit XWindows(const QStringList& specs) {
+        process_.start(TEST_XWINDOWS_PATH, specs);
+        EXPECT_TRUE(process_.waitForStarted(-1));
+        while (!process_.canReadLine() && process_.state() == QProcess::Running)
+            process_.waitForReadyRead(100);
+        const QStringList words = QString::fromUtf8(process_.readLine()).trimmed().split(' ');
+        EXPECT_EQ(words.value(0), "ready");
+        for (int i = 1; i < words.size(); ++i)
+            ids.push_back(words[i].toUInt());
+    }
+    ~XWindows() {
+        process_.closeWriteChannel();
+        process_.waitForFinished(-1);
+    }
+    int pid() const { return int(process_.processId()); }
+    std::vector<std::uint32_t> ids;
+
+private:
+    QProcess process_;
+};
+
+// Keeps a picture for a person to look at: build*/test-artifacts/selection/.
+inline void saveArtifact(const QImage& image, const QString& name) {
+    const QString dir = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/selection";
+    QDir().mkpath(dir);
+    image.save(dir + "/" + name);
+}
+
+// One Qt application for the whole test program, made before the first test
+// and destroyed after the last, while Qt's own globals still exist (a
+// function-local static would outlive them).
+template <class App> class QtAppEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override {
+        static int argc = 1;
+        static char name[] = "selection_test";
+        static char* argv[] = {name, nullptr};
+        app_ = new App(argc, argv);
+    }
+    void TearDown() override {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        delete app_;
+        app_ = nullptr;
+    }
+
+private:
+    App* app_ = nullptr;
+};
