@@ -3,7 +3,9 @@
 #include "app/FileListStore.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
+#include "widgets/StatusItem.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFile>
 #include <QPushButton>
@@ -121,4 +123,53 @@ TEST_F(FileListWindow, LanguageSwitchRetitlesTheOpenWindow) {
     EXPECT_NE(window.windowTitle(), simplified);
     app->setLange(0);
     EXPECT_EQ(window.deletedBtn->text(), "Delete");
+}
+
+TEST_F(FileListWindow, TrayItemsFollowTheRecordingState) {
+    QStringList calls;
+    StatusItem::Actions actions;
+    actions.recordScreenClicked = [&] {
+        calls << "record";
+    };
+    actions.pauseOrResumeAction = [&] {
+        calls << "pause";
+    };
+    actions.OnorOffCaptrueCamera = [&] {
+        calls << "camera";
+    };
+    actions.screenshort = [&] {
+        calls << "screenshot";
+    };
+    actions.showDoodleToolAction = [&] {
+        calls << "doodle";
+    };
+    StatusItem tray(app->settings(), actions);
+    tray.addStatusItem();
+    const auto& items = tray.stateItems();
+    ASSERT_EQ(items.size(), 5);
+    EXPECT_EQ(items[0]->shortcut(), QKeySequence("Ctrl+1")); // from the stored "⌘ 1"
+    for (QAction* item : items)
+        item->trigger();
+    EXPECT_EQ(calls, (QStringList{"record", "pause", "camera", "screenshot", "doodle"}));
+
+    // After a refresh while idle: no pause, and items 2 and 3 trade places.
+    calls.clear();
+    tray.refreshStateMenuItem(false, 0);
+    EXPECT_FALSE(items[1]->isEnabled());
+    for (QAction* item : items)
+        item->trigger();
+    EXPECT_EQ(calls, (QStringList{"record", "screenshot", "camera", "doodle"}));
+
+    calls.clear();
+    tray.refreshStateMenuItem(false, 1);
+    items[1]->trigger();
+    EXPECT_EQ(calls, QStringList{"pause"});
+
+    calls.clear();
+    tray.refreshStateMenuItem(true, 1);
+    for (QAction* item : items) {
+        EXPECT_FALSE(item->isEnabled());
+        item->trigger();
+    }
+    EXPECT_TRUE(calls.isEmpty());
 }
