@@ -1,0 +1,155 @@
+#pragma once
+
+#include "AudioPath.h"
+#include "ContainerChoice.h"
+#include "MediaEncoder.h"
+#include "SplitMuxer.h"
+#include "VideoPath.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace me {
+
+// Fixed-capacity FIFO; never allocates.
+template <class T, std::size_t N> class Ring {
+public:
+    bool empty() const { return count_ == 0; }
+    bool push(const T& v) {
+        if (count_ == N)
+            return false;
+        items_[(head_ + count_++) % N] = v;
+        return true;
+    }
+    T pop() {
+        T v = items_[head_];
+        head_ = (head_ + 1) % N;
+        --count_;
+        return v;
+    }
+
+private:
+    std::array<T, N> items_{};
+    std::size_t head_ = 0;
+    std::size_t count_ = 0;
+};
+
+// One recording: the settings, the bounded queues between the pushing
+// threads and the encode thread, and that thread.
+//
+// Overflow policy (the encoder falls behind):
+//  - video: a push that finds no free frame of the pool is dropped and
+//    counted (ME_DROPPED); the previous frame is repeated in its place, so
+//    the file keeps its constant rate and length;
+//  - audio: a push that finds no free chunk is counted and becomes silence
+//    of the same length, inserted before the next accepted chunk, so the
+//    audio timeline (its sample count) never shifts against the video.
+// Drops are logged on the first one and then at most once a second.
+//
+// Setters: any thread, before start(). Pushes, trailers and getters: any
+// thread, concurrently. close(): any thread but the encode thread.
+class Session {
+public:
+    // 8 frames waiting, one being encoded and the last one kept for repeats:
+    // about a quarter of a second at 30 fps, enough to ride out x264's
+    // occasional slow frame without holding much memory at 4K.
+    static constexpr int kVideoPoolFrames = 10;
+    // Capture sources deliver 10-25 ms per buffer: several seconds of audio.
+    static constexpr int kAudioPoolChunks = 512;
+    // A timestamp this far past the latest one is a broken clock, not a gap
+    // to fill with repeated frames.
+    static constexpr int64_t kMaxTimestampJumpMs = 60000;
+
+    Session() = default;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    int setOutputPath(const char* path);
+    int setImageSize(int32_t width, int32_t height);
+    int setImageFormat(int32_t format);
+    int setOutputSize(int32_t width, int32_t height);
+    int setFps(double fps);
+    int setVideoBitrate(double kbps);
+    int setAudioSource(int32_t channels, int32_t rate, int32_t format);
+    int setAudioBitrate(double tensOfBits);
+    int setAudioEncode(int32_t channels, int32_t rate);
+    int setLimitTime(uint32_t seconds);
+    int setLimitSize(uint32_t megabytes);
+
+    int start();
+    int pushVideo(const EncoderVideoFrame* frame, int64_t timestampMs);
+    int pushAudio(const EncoderAudioFrame* frame);
+    int endVideo();
+    int endAudio();
+    int isDone();
+    int64_t encodedMs() const { return muxer_.encodedMs(); }
+    int64_t fileSize() const { return muxer_.currentFileSize(); }
+    int close();
+
+private:
+    enum class State { Configuring, Running, Closed };
+    struct VideoItem {
+        int slot = -1;
+        int64_t ms = 0;
+    };
+    struct AudioChunk {
+        std::vector<uint8_t> bytes;
+        int frames = 0;
+        int64_t silenceBefore = 0; // frames dropped on overflow just before this chunk
+    };
+
+    int openEncoders(const ContainerChoice& choice);
+    void run();
+    void processVideo(const VideoItem& item);
+    void encodeVideo(int slot, int64_t index);
+    void releaseVideoSlot(int slot);
+    void logSummary();
+
+    std::mutex mutex_; // guards everything below up to the worker's own state
+    std::condition_variable wake_;
+    State state_ = State::Configuring;
+    std::string path_;
+    int width_ = 0, height_ = 0, outWidth_ = 0, outHeight_ = 0;
+    double fps_ = 0, videoKbps_ = 0, audioBitrate_ = 12800;
+    int srcChannels_ = 0, srcRate_ = 0, encChannels_ = 0, encRate_ = 0;
+    SplitLimits limits_;
+    bool hasVideo_ = false, hasAudio_ = false;
+    bool videoEnded_ = false, audioEnded_ = false;
+    std::vector<int> freeVideo_;
+    std::vector<int> freeAudio_;
+    Ring<VideoItem, kVideoPoolFrames> readyVideo_;
+    Ring<int, kAudioPoolChunks> readyAudio_;
+    int64_t pendingSilence_ = 0;
+    int64_t lastTimestampMs_ = -1;
+    uint64_t droppedVideo_ = 0, droppedAudio_ = 0;
+    std::chrono::steady_clock::time_point lastDropLog_{};
+
+    // Pool storage: a slot belongs to whoever took it from a free list.
+    VideoFramePool pool_;
+    std::array<AudioChunk, kAudioPoolChunks> chunks_;
+
+    // Encode thread only (after start()).
+    VideoEncoder video_;
+    AudioEncoder audio_;
+    SplitMuxer muxer_;
+    std::array<int, kAudioPoolChunks> audioBatch_{};
+    bool haveBase_ = false;
+    int64_t baseMs_ = 0;
+    int64_t nextIndex_ = 0;
+    int lastSlot_ = -1;
+    uint64_t repeatedFrames_ = 0, lateFrames_ = 0;
+
+    std::thread worker_;
+    std::atomic<bool> done_{false};
+    int finishStatus_ = ME_OK;
+};
+
+} // namespace me

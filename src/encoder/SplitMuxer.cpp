@@ -1,0 +1,223 @@
+#include "SplitMuxer.h"
+
+#include "Log.h"
+#include "MediaEncoder.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace me {
+
+SplitMuxer::~SplitMuxer() {
+    for (AVPacket*& p : held_)
+        av_packet_free(&p);
+    for (std::thread& t : finishers_) {
+        if (t.joinable())
+            t.join();
+    }
+}
+
+int SplitMuxer::open(const std::string& path, const ContainerChoice& choice, const AVCodecContext* video,
+                     const AVCodecContext* audio, SplitLimits limits, int64_t bitsPerSecond) {
+    basePath_ = path;
+    choice_ = choice;
+    video_ = video;
+    audio_ = audio;
+    limits_ = limits;
+    lookaheadBytes_ = bitsPerSecond / 8 * kSizeLookaheadUs / 1000000;
+    held_.reserve(kMaxHeldAudioPackets);
+    const int ret = file_.open(path, choice, video, audio);
+    fileSize_ = file_.size();
+    armTimeSplit();
+    return ret;
+}
+
+FastStartJob SplitMuxer::fastStartJob() const {
+    FastStartJob job;
+    job.path = file_.path();
+    job.muxerName = choice_.muxerName;
+    // Only the first part starts with the encoder's priming; later parts
+    // start mid-stream.
+    job.audioPrimingSamples = part_ == 0 && audio_ ? audio_->initial_padding : 0;
+    job.videoPackets = file_.videoPackets();
+    job.audioPackets = file_.audioPackets();
+    return job;
+}
+
+bool SplitMuxer::sizeLimitReached() const {
+    if (limits_.megabytes == 0)
+        return false;
+    const int64_t limit = static_cast<int64_t>(limits_.megabytes) * 1000000;
+    // Never cut before half the limit, however high the bit rate: a part is
+    // never a handful of frames.
+    const int64_t threshold = std::max(limit - lookaheadBytes_, limit / 2);
+    // What went into the part, not what reached the disk: a fragment or the
+    // interleaving queue may still hold a second of it.
+    return std::max(file_.size(), partPayload_) >= threshold;
+}
+
+bool SplitMuxer::timeLimitReached(int64_t partTimeUs) const {
+    return limits_.seconds != 0 && partTimeUs >= static_cast<int64_t>(limits_.seconds) * 1000000;
+}
+
+void SplitMuxer::armTimeSplit() {
+    if (!video_ || limits_.seconds == 0)
+        return;
+    // The cut falls on the first frame at or after the boundary. Frames are
+    // placed at a constant rate, so that frame is known now, and audio past it
+    // is held back from the moment it is encoded.
+    const int64_t boundaryUs = partStartUs_ + static_cast<int64_t>(limits_.seconds) * 1000000;
+    armSplit(av_rescale_q_rnd(boundaryUs, AV_TIME_BASE_Q, video_->time_base, AV_ROUND_UP));
+}
+
+void SplitMuxer::armSplit(int64_t videoIndex) {
+    splitPending_ = true;
+    keyframeForced_ = false;
+    splitVideoIndex_ = videoIndex;
+    splitAudioSample_ = audio_ ? av_rescale_q(videoIndex, video_->time_base, audio_->time_base) : 0;
+}
+
+bool SplitMuxer::startsNewPart(int64_t videoIndex) {
+    if (!video_ || failed_)
+        return false;
+    if (!splitPending_ && videoIndex > videoOffset_ && sizeLimitReached()) {
+        // Not before audio that is already in this part.
+        const int64_t audioEnd =
+            audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP)
+                   : 0;
+        armSplit(std::max(videoIndex, audioEnd));
+    }
+    if (!splitPending_ || keyframeForced_ || videoIndex < splitVideoIndex_)
+        return false;
+    if (videoIndex > splitVideoIndex_)
+        armSplit(videoIndex);
+    keyframeForced_ = true;
+    return true;
+}
+
+int SplitMuxer::writeVideoPacket(AVPacket* packet) {
+    noteEncoded(packet, video_->time_base);
+    if (splitPending_ && (packet->flags & AV_PKT_FLAG_KEY) && packet->pts >= splitVideoIndex_) {
+        const int ret = rotate();
+        if (ret < 0)
+            return ret;
+    }
+    if (needKeyframe_) {
+        if (!(packet->flags & AV_PKT_FLAG_KEY))
+            return ME_OK; // a part never starts with a picture it cannot decode
+        needKeyframe_ = false;
+    }
+    return writeToPart(packet, true);
+}
+
+int SplitMuxer::writeAudioPacket(AVPacket* packet) {
+    noteEncoded(packet, audio_->time_base);
+    if (!video_) {
+        const int64_t partTimeUs =
+            av_rescale_q(packet->pts, audio_->time_base, AV_TIME_BASE_Q) - partStartUs_;
+        if (packet->pts > audioOffset_ && (timeLimitReached(partTimeUs) || sizeLimitReached())) {
+            splitAudioSample_ = packet->pts;
+            const int ret = rotate();
+            if (ret < 0)
+                return ret;
+        }
+        return writeToPart(packet, false);
+    }
+    if (splitPending_ && packet->pts >= splitAudioSample_) {
+        if (held_.size() < kMaxHeldAudioPackets) {
+            AVPacket* copy = av_packet_alloc();
+            if (!copy)
+                return ME_ERR_ENCODER;
+            av_packet_move_ref(copy, packet);
+            held_.push_back(copy);
+            return ME_OK;
+        }
+        log("no keyframe came for the split; cutting %s without it", basePath_.c_str());
+        needKeyframe_ = true;
+        const int ret = rotate();
+        if (ret < 0)
+            return ret;
+    }
+    // A packet from before the cut that comes out after it belonged to the
+    // previous part, which is closed.
+    if (part_ > 0 && packet->pts < audioOffset_)
+        return ME_OK;
+    audioWrittenEnd_ = std::max(audioWrittenEnd_, packet->pts + packet->duration);
+    return writeToPart(packet, false);
+}
+
+int SplitMuxer::rotate() {
+    const int finished = file_.finish();
+    if (finished == ME_OK && choice_.fragmented)
+        finishers_.emplace_back(rewriteAsFastStart, fastStartJob());
+    ++part_;
+    splitPending_ = false;
+    partPayload_ = 0;
+    videoOffset_ = splitVideoIndex_;
+    audioOffset_ = splitAudioSample_;
+    partStartUs_ = video_ ? av_rescale_q(splitVideoIndex_, video_->time_base, AV_TIME_BASE_Q)
+                          : av_rescale_q(splitAudioSample_, audio_->time_base, AV_TIME_BASE_Q);
+    const int ret = file_.open(partPath(basePath_, part_), choice_, video_, audio_);
+    fileSize_ = file_.size();
+    if (ret < 0) {
+        failed_ = true;
+        return ret;
+    }
+    armTimeSplit();
+    return releaseHeld();
+}
+
+int SplitMuxer::releaseHeld() {
+    int ret = ME_OK;
+    for (AVPacket*& p : held_) {
+        if (ret == ME_OK && p->pts >= audioOffset_) {
+            audioWrittenEnd_ = std::max(audioWrittenEnd_, p->pts + p->duration);
+            ret = writeToPart(p, false);
+        }
+        av_packet_free(&p);
+    }
+    held_.clear();
+    return ret;
+}
+
+int SplitMuxer::writeToPart(AVPacket* packet, bool isVideo) {
+    const int64_t offset = isVideo ? videoOffset_ : audioOffset_;
+    partPayload_ += packet->size;
+    if (packet->pts != AV_NOPTS_VALUE)
+        packet->pts -= offset;
+    if (packet->dts != AV_NOPTS_VALUE)
+        packet->dts -= offset;
+    const int ret = file_.write(packet, isVideo, isVideo ? video_->time_base : audio_->time_base);
+    fileSize_ = file_.size();
+    if (ret < 0)
+        failed_ = true;
+    return ret;
+}
+
+void SplitMuxer::noteEncoded(const AVPacket* packet, AVRational timeBase) {
+    if (packet->pts == AV_NOPTS_VALUE)
+        return;
+    const int64_t endUs = av_rescale_q(packet->pts + packet->duration, timeBase, AV_TIME_BASE_Q);
+    if (endUs > encodedUs_.load())
+        encodedUs_ = endUs;
+}
+
+int SplitMuxer::finish() {
+    int ret = file_.isOpen() ? releaseHeld() : ME_OK;
+    const int finished = file_.finish();
+    if (finished < 0)
+        ret = finished;
+    else if (choice_.fragmented && !failed_)
+        rewriteAsFastStart(fastStartJob());
+    for (std::thread& t : finishers_) {
+        if (t.joinable())
+            t.join();
+    }
+    finishers_.clear();
+    std::error_code error;
+    const auto finalSize = std::filesystem::file_size(file_.path(), error);
+    fileSize_ = error ? file_.size() : static_cast<int64_t>(finalSize);
+    return failed_ ? ME_ERR_IO : ret;
+}
+
+} // namespace me

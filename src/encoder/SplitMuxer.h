@@ -1,0 +1,100 @@
+#pragma once
+
+#include "ContainerChoice.h"
+#include "OutputFile.h"
+#include "PacketSink.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace me {
+
+struct SplitLimits {
+    uint32_t seconds = 0;   // 0 = no split by time
+    uint32_t megabytes = 0; // 0 = no split by size (units of 1,000,000 bytes)
+};
+
+// Routes the encoders' packets into the output file, starting a new part
+// whenever a split limit is reached. Everything but the two getters runs on
+// the encode thread.
+//
+// A split is cut on a video keyframe: the encode thread asks
+// startsNewPart() before each video frame; when it says yes, that frame is
+// encoded as an IDR and becomes the first picture of the next part. The cut
+// frame is chosen ahead (the boundary for time limits; for size limits the
+// next frame not earlier than the audio already written), and audio packets at
+// or after it are held back until the IDR comes out of the encoder, then
+// written to the next part. Every part is shifted to start at 0. Recordings
+// without video cut on any audio packet.
+//
+// Size limits are checked against the bytes given to the part plus
+// kSizeLookaheadUs of media at the configured bit rates, so that the packets
+// still inside the encoders when the cut is decided do not push the part past
+// the limit.
+class SplitMuxer : public PacketSink {
+public:
+    static constexpr int64_t kSizeLookaheadUs = 1000000;
+    // Audio held while waiting for the cut's keyframe. Far more than the
+    // encoder's delay; when it overflows (video stalled) the cut happens at
+    // once and the new part skips video until its first keyframe.
+    static constexpr std::size_t kMaxHeldAudioPackets = 512;
+
+    SplitMuxer() = default;
+    SplitMuxer(const SplitMuxer&) = delete;
+    SplitMuxer& operator=(const SplitMuxer&) = delete;
+    ~SplitMuxer() override;
+
+    int open(const std::string& path, const ContainerChoice& choice, const AVCodecContext* video,
+             const AVCodecContext* audio, SplitLimits limits, int64_t bitsPerSecond);
+    bool startsNewPart(int64_t videoIndex);
+    int writeVideoPacket(AVPacket* packet) override;
+    int writeAudioPacket(AVPacket* packet) override;
+    // Writes what is held, finishes the last part, and waits until every part
+    // is final (fast-start rewrites included).
+    int finish();
+
+    // Any thread.
+    int64_t currentFileSize() const { return fileSize_.load(); }
+    int64_t encodedMs() const { return encodedUs_.load() / 1000; }
+    bool failed() const { return failed_.load(); }
+
+private:
+    FastStartJob fastStartJob() const;
+    void armTimeSplit();
+    void armSplit(int64_t videoIndex);
+    bool sizeLimitReached() const;
+    bool timeLimitReached(int64_t partTimeUs) const;
+    int rotate();
+    int writeToPart(AVPacket* packet, bool isVideo);
+    void noteEncoded(const AVPacket* packet, AVRational timeBase);
+    int releaseHeld();
+
+    std::string basePath_;
+    ContainerChoice choice_;
+    const AVCodecContext* video_ = nullptr;
+    const AVCodecContext* audio_ = nullptr;
+    SplitLimits limits_;
+    int64_t lookaheadBytes_ = 0;
+    OutputFile file_;
+    int part_ = 0;
+    int64_t partStartUs_ = 0;
+    int64_t videoOffset_ = 0; // in the video encoder's time base
+    int64_t audioOffset_ = 0; // in samples
+    bool splitPending_ = false;
+    int64_t splitVideoIndex_ = 0;
+    int64_t splitAudioSample_ = 0;
+    bool keyframeForced_ = false;
+    bool needKeyframe_ = false;
+    int64_t partPayload_ = 0;     // bytes of packets given to the current part
+    int64_t audioWrittenEnd_ = 0; // end of the audio written so far, in samples
+    std::vector<AVPacket*> held_;
+    std::vector<std::thread> finishers_; // fast-start rewrites of finished parts
+    std::atomic<int64_t> fileSize_{0};
+    std::atomic<int64_t> encodedUs_{0};
+    std::atomic<bool> failed_{false};
+};
+
+} // namespace me

@@ -1,0 +1,222 @@
+#include "engine/EncodeManager.h"
+
+#include "core/EMLog.h"
+#include "core/KeyValueStore.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <class T> using Malloced = std::unique_ptr<T, FreeDeleter>;
+
+// Video record type of an audio-only recording.
+constexpr int kRecordVideoTypeAudioOnly = 4;
+// Split types stored under "SplitType".
+constexpr long long kSplitByTime = 1;
+constexpr long long kSplitBySize = 2;
+
+} // namespace
+
+EncodeManager::EncodeManager(KeyValueStore& settings) : settings_(settings) {
+    initHandle();
+}
+
+EncodeManager::~EncodeManager() {
+    if (void* h = handle.exchange(nullptr))
+        apiEncoderClose(h);
+}
+
+void EncodeManager::initHandle() {
+    // The library handle is owned here: one that is replaced is closed, not leaked.
+    if (void* old = handle.exchange(apiEncoderCreate()))
+        apiEncoderClose(old);
+}
+
+void EncodeManager::setOutputPath(const std::string& path) {
+    outputPath = path;
+    const int32_t ret = apiEncoderSetOutputPath(handle, outputPath.c_str());
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置输出路径", ret);
+}
+
+void EncodeManager::setUpVideoSettings() {
+    void* h = handle;
+    const auto width = static_cast<int32_t>(imageSize.width);
+    const auto height = static_cast<int32_t>(imageSize.height);
+    int32_t ret = apiEncoderSetImageSize(h, width, height);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置初始数据源帧大小", ret);
+    ret = apiEncoderSetImageFormat(h, ME_IMAGE_FORMAT_BGRA);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置输出格式", ret);
+    ret = apiEncoderSetOutputSize(h, width, height);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置输出文件帧大小", ret);
+    ret = apiEncoderSetFps(h, fps);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置视频帧率", ret);
+    ret = apiEncoderSetVideoBitrate(h, static_cast<double>(videoBitrate));
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置视频码率", ret);
+}
+
+void EncodeManager::setUpAudioSettings() {
+    void* h = handle;
+    int32_t ret = apiEncoderSetAudioSrcContext(h, audioChannels, audioSamples, ME_SAMPLE_FORMAT_S32);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置音频源数据格式", ret);
+    ret = apiEncoderSetAudioBitrate(h, audioBitrate);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置音频码率", ret);
+    ret = apiEncoderSetAudioEncodeContext(h, audioChannels, audioSamples);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：设置音频输出声道和采样率", ret);
+}
+
+void EncodeManager::setSplit() {
+    const long long type = settings_.integerForKey("SplitType");
+    uint32_t timeLimit = 0;
+    uint32_t sizeLimit = 0;
+    if (type == kSplitBySize)
+        sizeLimit = static_cast<uint32_t>(splitSize);
+    else if (type == kSplitByTime)
+        timeLimit = static_cast<uint32_t>(splitTime);
+
+    void* h = handle;
+    if (apiEncoderSetLimitTime(h, timeLimit) == 1)
+        EMLog::showMessage("设置时间分段，%s:line:%d time:%d", __func__, __LINE__, splitTime);
+    else
+        EMLog::showMessage("设置时间分段失败，%s:line:%d", __func__, __LINE__);
+    if (apiEncoderSetLimitSize(h, sizeLimit) == 1)
+        EMLog::showMessage("设置大小分段，%s:line:%d time:%d", __func__, __LINE__, splitSize);
+    else
+        EMLog::showMessage("设置大小分段失败，%s:line:%d", __func__, __LINE__);
+}
+
+void EncodeManager::startEncoderEncode() {
+    setSplit();
+    const int32_t ret = apiEncoderEncode(handle);
+    if (ret >= 0) {
+        nTotalAudiosize = 0;
+        isWorking = true;
+        EMLog::showMessage("====开始编码");
+    } else {
+        EMLog::showMessage("错误码:%d ->描述：开始编码失败", ret);
+    }
+}
+
+void EncodeManager::encoderPushVideo(const EncoderVideoFrame* frame, double pts) {
+    void* h = handle;
+    if (!isWorking || !h)
+        return;
+    const int32_t ret = apiEncoderPushVideo(h, frame, static_cast<int64_t>(pts));
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：送入视频数据失败", ret);
+}
+
+void EncodeManager::encoderPushAudio(const AudioSampleBuffer& buffer) {
+    void* h = handle;
+    if (!isWorking || !h)
+        return;
+    const std::size_t length = buffer.byteLength();
+    Malloced<EncoderAudioFrame> record(
+        static_cast<EncoderAudioFrame*>(std::calloc(1, sizeof(EncoderAudioFrame))));
+    Malloced<int32_t> buffRead(static_cast<int32_t*>(std::malloc(length ? length : 1)));
+    if (!record || !buffRead) {
+        EMLog::showMessage("buffRead malloc failed");
+        return;
+    }
+    // Zero-filled, so a buffer too short to interleave goes out as silence.
+    Malloced<int32_t> output(static_cast<int32_t*>(std::calloc(length ? length : 1, 1)));
+    if (!output) {
+        EMLog::showMessage("audioFrame->buffer  malloc failed");
+        return;
+    }
+    if (length)
+        std::memcpy(buffRead.get(), buffer.data, length);
+
+    const int32_t channels = audioChannels;
+    const std::size_t words = length / 4;
+    if (channels >= 2) {
+        // The capture delivers planes: all of channel 0, then all of channel 1.
+        const std::size_t frames = words / static_cast<std::size_t>(channels);
+        if (words >= static_cast<std::size_t>(channels) && channels == 2) {
+            const int32_t* in = buffRead.get();
+            int32_t* out = output.get();
+            for (std::size_t i = 0; i < std::max<std::size_t>(frames, 1); ++i) {
+                out[2 * i] = in[i];
+                out[2 * i + 1] = in[i + frames];
+            }
+        }
+    } else if (length) {
+        std::memcpy(output.get(), buffRead.get(), length);
+    }
+
+    record->data = reinterpret_cast<const uint8_t*>(output.get());
+    record->dataLength = static_cast<uint32_t>(length);
+    const int32_t ret = apiEncoderPushAudio(h, record.get());
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：送入音频数据失败", ret);
+    nTotalAudiosize += static_cast<int32_t>(length);
+}
+
+double EncodeManager::filesize() {
+    const int64_t size = apiEncoderGetFileSize(handle);
+    return size > 0 ? static_cast<double>(size) : 0.0;
+}
+
+double EncodeManager::countRecordedDuration() {
+    const int64_t encoded = apiEncoderGetEncodedTimestamp(handle);
+    const int videoType = recordVideoTypeProvider ? recordVideoTypeProvider() : 0;
+    if (videoType == kRecordVideoTypeAudioOnly) {
+        // 4 bytes a sample times 2 channels; whole seconds by integer steps.
+        if (audioSamples == 0)
+            return 0;
+        const int32_t total = nTotalAudiosize;
+        return static_cast<double>(((total / 8) / audioSamples) * 1000);
+    }
+    return static_cast<double>(encoded);
+}
+
+void EncodeManager::stopEncoderVideo() {
+    const int32_t ret = apiEncodePushVideoTrailer(handle);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：标识视频数据送入结束", ret);
+}
+
+void EncodeManager::stopEncoderAudio() {
+    const int32_t ret = apiEncodePushAudioTrailer(handle);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：标识音频数据送入结束", ret);
+}
+
+void EncodeManager::stopEncoderEncode() {
+    if (!isWorking) {
+        EMLog::showMessage("没有编码");
+        return;
+    }
+    isWorking = false;
+    void* h = handle;
+    apiEncodePushVideoTrailer(h);
+    apiEncodePushAudioTrailer(h);
+    // The library answers 1 when everything is written. A negative answer means
+    // the handle is gone, and there is nothing left to wait for.
+    for (;;) {
+        const int32_t done = apiEncodeIsDone(h);
+        if (done == 1 || done < 0)
+            break;
+        std::this_thread::sleep_for(std::chrono::microseconds(1000));
+    }
+    const int32_t ret = apiEncoderClose(h);
+    if (ret < 0)
+        EMLog::showMessage("错误码:%d ->描述：关闭编码器", ret);
+    EMLog::showMessage("关闭编码器");
+    handle = nullptr;
+}

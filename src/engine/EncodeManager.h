@@ -1,0 +1,101 @@
+#pragma once
+
+#include "MediaEncoder.h"
+#include "core/SampleBuffers.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+class KeyValueStore;
+class EncodeManagerDelegate;
+
+// Width and height of the recorded picture, in pixels (fractions are dropped
+// when handed to the encoder library).
+struct EncodeImageSize {
+    double width = 0;
+    double height = 0;
+};
+
+// One encoder session over libMediaEncoder. It lives as long as the recording
+// controller and is reused for every recording: initHandle() takes a fresh
+// library handle at each start, stopEncoderEncode() closes it.
+//
+// The only caller of the encoder library's C interface. Library failures are
+// logged ("错误码:%d ->描述：..." through EMLog) and never end a recording.
+//
+// Threads: configuration, start, stop and the getters run on the main thread
+// (recording controller, dialogs). encoderPushVideo() runs on the screen or
+// camera output queue, encoderPushAudio() on the audio output queue, while the
+// main thread may be stopping: isWorking and handle are atomic, and the
+// library accepts pushes racing with a stop.
+class EncodeManager {
+public:
+    // `settings` is read by setSplit() ("SplitType") and must outlive the
+    // session. Creates the first library handle (initHandle()).
+    explicit EncodeManager(KeyValueStore& settings);
+    ~EncodeManager();
+    EncodeManager(const EncodeManager&) = delete;
+    EncodeManager& operator=(const EncodeManager&) = delete;
+
+    // Main thread. Takes a new library handle; the previous one, if any, is closed.
+    void initHandle();
+
+    // Main thread. Stores the path and hands it to the library at once.
+    void setOutputPath(const std::string& path);
+    // Main thread. Store only; the library hears of them in setUp*Settings and setSplit.
+    void setImageSize(EncodeImageSize size) { imageSize = size; }
+    void setSplitTime(int32_t value) { splitTime = value; }
+    void setSplitSize(int32_t value) { splitSize = value; }
+    void setFps(float value) { fps = value; }
+    void setVideoBitrate(int64_t value) { videoBitrate = value; }
+    void setAudioBitrate(int32_t value) { audioBitrate = value; }
+    void setAudioChannels(int32_t value) { audioChannels = value; }
+    void setAudioSamples(int32_t value) { audioSamples = value; }
+
+    // Main thread, before startEncoderEncode().
+    void setUpVideoSettings();
+    void setUpAudioSettings();
+    void setSplit();
+    // Main thread: setSplit(), then starts encoding; isWorking on success.
+    void startEncoderEncode();
+
+    // Screen / camera output queue. `frame` is built and freed by the caller;
+    // `pts` is the frame's time in milliseconds.
+    void encoderPushVideo(const EncoderVideoFrame* frame, double pts);
+    // Audio output queue. Planar buffers are interleaved before the push.
+    void encoderPushAudio(const AudioSampleBuffer& buffer);
+
+    // Main thread (once-a-second clock).
+    double filesize();
+    double countRecordedDuration();
+
+    // Main thread.
+    void stopEncoderVideo();
+    void stopEncoderAudio();
+    // Main thread: trailers, waits until the library is done, closes. Blocks.
+    void stopEncoderEncode();
+
+    // Properties, in the order the recording controller knows them.
+    std::atomic<bool> isWorking{false};
+    int32_t splitTime = 0;
+    int32_t splitSize = 0;
+    float fps = 0;
+    int32_t audioBitrate = 0;
+    int32_t audioChannels = 0;
+    int32_t audioSamples = 0;
+    std::atomic<int32_t> nTotalAudiosize{0};
+    std::atomic<void*> handle{nullptr};
+    std::string outputPath;
+    int64_t videoBitrate = 0;
+    EncodeManagerDelegate* delegate = nullptr; // declared for the controller; never called here
+    EncodeImageSize imageSize;
+
+    // Set by the recording controller: its video record type (4 = audio only),
+    // read by countRecordedDuration(). Absent means "not audio only".
+    std::function<int()> recordVideoTypeProvider;
+
+private:
+    KeyValueStore& settings_;
+};

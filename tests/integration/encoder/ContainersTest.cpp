@@ -1,0 +1,63 @@
+// Every container the recorder offers: a few seconds of synthetic frames and a
+// tone must come out as a file FFmpeg reads back with the right streams,
+// codecs and length, both streams starting together, and decodable to the end.
+
+#include "EncoderTestSupport.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+using namespace enctest;
+
+namespace {
+
+struct Case {
+    const char* extension;
+    const char* videoCodec; // nullptr: audio-only container
+    const char* audioCodec;
+};
+
+class ContainerTest : public ::testing::TestWithParam<Case> {};
+
+TEST_P(ContainerTest, WritesPlayableFileOfTheRightLength) {
+    const Case c = GetParam();
+    const std::string path = freshDir(std::string("containers-") + c.extension) + "/clip." + c.extension;
+    RecordingOptions o;
+    o.video = c.videoCodec != nullptr;
+    o.seconds = 3.0;
+    recordFile(path, o);
+
+    const ProbeResult r = probe(path);
+    ASSERT_TRUE(r.ok) << path;
+    ASSERT_EQ(r.streams.size(), o.video ? 2u : 1u);
+    const StreamInfo* audio = r.find("audio");
+    ASSERT_NE(audio, nullptr);
+    EXPECT_EQ(audio->codecName, c.audioCodec);
+    EXPECT_EQ(audio->sampleRate, 44100);
+    EXPECT_EQ(audio->channels, 2);
+    const double audioEnd = lastPacketEnd(path, "a");
+    EXPECT_NEAR(audioEnd, o.seconds, 0.1) << "audio length";
+    if (o.video) {
+        const StreamInfo* video = r.find("video");
+        ASSERT_NE(video, nullptr);
+        EXPECT_EQ(video->codecName, c.videoCodec);
+        EXPECT_EQ(video->width, 320);
+        EXPECT_EQ(video->height, 240);
+        EXPECT_NEAR(lastPacketEnd(path, "v"), o.seconds, 0.1) << "video length";
+        EXPECT_NEAR(video->startTime, audio->startTime, 0.1) << "streams start together";
+        EXPECT_EQ(decodedVideoFrames(path), 90);
+    }
+    EXPECT_NEAR(r.duration, o.seconds, 0.1);
+    std::string errors;
+    EXPECT_EQ(decodeAll(path, &errors), 0) << errors;
+    EXPECT_EQ(errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(AllFormats, ContainerTest,
+                         ::testing::Values(Case{"mp4", "h264", "aac"}, Case{"mov", "h264", "aac"},
+                                           Case{"m4v", "h264", "aac"}, Case{"flv", "h264", "aac"},
+                                           Case{"avi", "h264", "mp3"}, Case{"mp3", nullptr, "mp3"},
+                                           Case{"wav", nullptr, "pcm_s16le"}, Case{"m4a", nullptr, "aac"}),
+                         [](const auto& info) { return std::string(info.param.extension); });
+
+} // namespace

@@ -1,0 +1,252 @@
+#include "EncoderTestSupport.h"
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+
+namespace enctest {
+
+SyntheticVideo::SyntheticVideo(int width, int height, bool noise)
+    : width_(width), height_(height), noise_(noise),
+      pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
+}
+
+EncoderVideoFrame SyntheticVideo::frame(int index) {
+    for (int y = 0; y < height_; ++y) {
+        uint8_t* row = pixels_.data() + static_cast<std::size_t>(y) * width_ * 4;
+        for (int x = 0; x < width_; ++x) {
+            uint8_t* p = row + x * 4;
+            if (noise_) {
+                seed_ = seed_ * 1664525u + 1013904223u;
+                p[0] = static_cast<uint8_t>(seed_ >> 24);
+                p[1] = static_cast<uint8_t>(seed_ >> 16);
+                p[2] = static_cast<uint8_t>(seed_ >> 8);
+            } else {
+                const bool bar = ((x + index * 4) % width_) < width_ / 8;
+                p[0] = static_cast<uint8_t>(bar ? 255 : x * 255 / width_);
+                p[1] = static_cast<uint8_t>(bar ? 255 : y * 255 / height_);
+                p[2] = static_cast<uint8_t>(bar ? 255 : (index * 3) & 0xff);
+            }
+            p[3] = 255;
+        }
+    }
+    EncoderVideoFrame f{};
+    f.pixelFormat = ME_PIXEL_FORMAT_BGRA;
+    f.width = static_cast<uint32_t>(width_);
+    f.height = static_cast<uint32_t>(height_);
+    f.bytesPerRow = static_cast<uint32_t>(width_ * 4);
+    f.data = pixels_.data();
+    f.dataLength = static_cast<uint32_t>(pixels_.size());
+    return f;
+}
+
+SyntheticAudio::SyntheticAudio(int channels, int rate, double hz)
+    : channels_(channels), rate_(rate), hz_(hz) {
+}
+
+EncoderAudioFrame SyntheticAudio::next(int frames) {
+    samples_.resize(static_cast<std::size_t>(frames) * channels_);
+    for (int i = 0; i < frames; ++i) {
+        const double t = static_cast<double>(position_ + i) / rate_;
+        const auto v = static_cast<int32_t>(std::sin(2 * M_PI * hz_ * t) * 0.5 * 2147483647.0);
+        for (int c = 0; c < channels_; ++c)
+            samples_[static_cast<std::size_t>(i) * channels_ + c] = v;
+    }
+    position_ += frames;
+    EncoderAudioFrame a{};
+    a.data = reinterpret_cast<const uint8_t*>(samples_.data());
+    a.dataLength = static_cast<uint32_t>(samples_.size() * 4);
+    return a;
+}
+
+void* startRecording(const std::string& path, const RecordingOptions& o) {
+    void* h = apiEncoderCreate();
+    EXPECT_NE(h, nullptr);
+    EXPECT_EQ(apiEncoderSetOutputPath(h, path.c_str()), ME_OK);
+    if (o.audio) {
+        EXPECT_EQ(apiEncoderSetAudioSrcContext(h, o.channels, o.sampleRate, ME_SAMPLE_FORMAT_S32), ME_OK);
+        EXPECT_EQ(apiEncoderSetAudioBitrate(h, 12800), ME_OK);
+        EXPECT_EQ(apiEncoderSetAudioEncodeContext(h, std::min(o.channels, 2), o.sampleRate), ME_OK);
+    }
+    if (o.video) {
+        EXPECT_EQ(apiEncoderSetImageSize(h, o.width, o.height), ME_OK);
+        EXPECT_EQ(apiEncoderSetImageFormat(h, ME_IMAGE_FORMAT_BGRA), ME_OK);
+        EXPECT_EQ(apiEncoderSetOutputSize(h, o.width, o.height), ME_OK);
+        EXPECT_EQ(apiEncoderSetFps(h, o.fps), ME_OK);
+        EXPECT_EQ(apiEncoderSetVideoBitrate(h, o.videoKbps), ME_OK);
+    }
+    EXPECT_EQ(apiEncoderSetLimitTime(h, o.limitSeconds), ME_LIMIT_OK);
+    EXPECT_EQ(apiEncoderSetLimitSize(h, o.limitMegabytes), ME_LIMIT_OK);
+    const int32_t started = apiEncoderEncode(h);
+    EXPECT_EQ(started, ME_OK);
+    if (started != ME_OK) {
+        apiEncoderClose(h);
+        return nullptr;
+    }
+    return h;
+}
+
+void recordFile(const std::string& path, const RecordingOptions& o) {
+    void* h = startRecording(path, o);
+    if (!h)
+        return;
+    SyntheticVideo video(o.width, o.height, o.noise);
+    SyntheticAudio audio(o.channels, o.sampleRate);
+    const int frames = static_cast<int>(std::lround(o.seconds * o.fps));
+    const int64_t totalSamples = std::llround(o.seconds * o.sampleRate);
+    constexpr int kChunk = 1024;
+    int64_t samplesPushed = 0;
+    for (int i = 0; i < frames || (o.audio && samplesPushed < totalSamples); ++i) {
+        if (o.video && i < frames) {
+            const EncoderVideoFrame f = video.frame(i);
+            const auto ms = static_cast<int64_t>(std::llround(i * 1000.0 / o.fps));
+            int32_t ret;
+            // The queue is bounded: wait for the encoder rather than lose frames.
+            while ((ret = apiEncoderPushVideo(h, &f, ms)) == ME_DROPPED)
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            ASSERT_EQ(ret, ME_OK);
+        }
+        // Audio up to the time of the next frame.
+        const auto audioUntil =
+            o.video ? std::min<int64_t>(totalSamples, std::llround((i + 1) * o.sampleRate / o.fps))
+                    : totalSamples;
+        while (o.audio && samplesPushed < audioUntil) {
+            const int n = static_cast<int>(std::min<int64_t>(kChunk, audioUntil - samplesPushed));
+            const EncoderAudioFrame a = audio.next(n);
+            ASSERT_EQ(apiEncoderPushAudio(h, &a), ME_OK);
+            samplesPushed += n;
+        }
+    }
+    EXPECT_EQ(apiEncodePushVideoTrailer(h), ME_OK);
+    EXPECT_EQ(apiEncodePushAudioTrailer(h), ME_OK);
+    while (apiEncodeIsDone(h) != 1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(apiEncoderClose(h), ME_OK);
+}
+
+std::string freshDir(const std::string& name) {
+    const std::filesystem::path dir = std::filesystem::path(FRAMEDECK_BINARY_DIR) / "test-output" / name;
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    return dir.string();
+}
+
+std::string run(const std::string& command, int* status) {
+    std::string out;
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) {
+        if (status)
+            *status = -1;
+        return out;
+    }
+    char buf[4096];
+    std::size_t n;
+    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+        out.append(buf, n);
+    const int rc = pclose(p);
+    if (status)
+        *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    return out;
+}
+
+bool fileExists(const std::string& path) {
+    return std::filesystem::exists(path);
+}
+
+const StreamInfo* ProbeResult::find(const std::string& type) const {
+    for (const StreamInfo& s : streams) {
+        if (s.codecType == type)
+            return &s;
+    }
+    return nullptr;
+}
+
+namespace {
+
+double toDouble(const std::string& v) {
+    return v.empty() || v == "N/A" ? -1 : std::stod(v);
+}
+
+} // namespace
+
+ProbeResult probe(const std::string& path) {
+    // "flat" output: one key=value per line, e.g. streams.stream.0.codec_name="h264".
+    int status = 0;
+    const std::string out =
+        run("ffprobe -v error -of flat -show_entries stream=codec_type,codec_name,start_time,"
+            "duration,width,height,sample_rate,channels:format=format_name,duration '" +
+                path + "' 2>/dev/null",
+            &status);
+    ProbeResult r;
+    r.ok = status == 0;
+    std::map<std::string, std::string> values;
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line);) {
+        const auto eq = line.find('=');
+        std::string value = line.substr(eq + 1);
+        if (value.size() >= 2 && value.front() == '"')
+            value = value.substr(1, value.size() - 2);
+        values[line.substr(0, eq)] = value;
+    }
+    r.formatName = values["format.format_name"];
+    r.duration = toDouble(values["format.duration"]);
+    for (int i = 0; values.count("streams.stream." + std::to_string(i) + ".codec_type"); ++i) {
+        const std::string k = "streams.stream." + std::to_string(i) + ".";
+        StreamInfo st;
+        st.codecType = values[k + "codec_type"];
+        st.codecName = values[k + "codec_name"];
+        st.startTime = toDouble(values[k + "start_time"]);
+        st.duration = toDouble(values[k + "duration"]);
+        st.width = static_cast<int>(toDouble(values[k + "width"]));
+        st.height = static_cast<int>(toDouble(values[k + "height"]));
+        st.sampleRate = static_cast<int>(toDouble(values[k + "sample_rate"]));
+        st.channels = static_cast<int>(toDouble(values[k + "channels"]));
+        r.streams.push_back(st);
+    }
+    return r;
+}
+
+double lastPacketEnd(const std::string& path, const char* type) {
+    const std::string out =
+        run(std::string("ffprobe -v error -select_streams ") + type +
+            ":0 -show_entries packet=pts_time,dts_time,duration_time -of csv=p=0 '" + path + "' 2>/dev/null");
+    std::istringstream in(out);
+    std::string line;
+    double end = -1;
+    while (std::getline(in, line)) {
+        // pts_time,dts_time,duration_time; AVI knows only decode times.
+        const auto c1 = line.find(',');
+        const auto c2 = line.find(',', c1 + 1);
+        if (c1 == std::string::npos || c2 == std::string::npos)
+            continue;
+        double t = toDouble(line.substr(0, c1));
+        if (t < 0)
+            t = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
+        const double dur = toDouble(line.substr(c2 + 1));
+        if (t >= 0)
+            end = std::max(end, t + std::max(dur, 0.0));
+    }
+    return end;
+}
+
+int decodeAll(const std::string& path, std::string* errors) {
+    int status = 0;
+    const std::string out = run("ffmpeg -nostdin -v error -i '" + path + "' -map 0 -f null - 2>&1", &status);
+    if (errors)
+        *errors = out;
+    return status;
+}
+
+int decodedVideoFrames(const std::string& path) {
+    const std::string out = run("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
+                                "stream=nb_read_frames -of csv=p=0 '" +
+                                path + "' 2>/dev/null");
+    return out.empty() ? 0 : std::atoi(out.c_str());
+}
+
+} // namespace enctest

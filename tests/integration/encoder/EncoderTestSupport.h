@@ -1,0 +1,99 @@
+#pragma once
+
+// Synthetic media for the encoder tests, a driver for the C interface, and
+// probes that ask the real ffprobe / ffmpeg what a file holds.
+
+#include "MediaEncoder.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace enctest {
+
+// A 32-bit BGRA picture whose content changes with `index` (a moving bar over
+// a gradient, or noise when `noise` is set: noise defeats compression, which
+// is what the size-split tests need).
+class SyntheticVideo {
+public:
+    SyntheticVideo(int width, int height, bool noise = false);
+    // Fills the picture for frame `index` and returns a record pointing at it.
+    EncoderVideoFrame frame(int index);
+    const std::vector<uint8_t>& pixels() const { return pixels_; }
+
+private:
+    int width_, height_;
+    bool noise_;
+    uint32_t seed_ = 12345;
+    std::vector<uint8_t> pixels_;
+};
+
+// A sine tone as interleaved signed 32-bit samples.
+class SyntheticAudio {
+public:
+    SyntheticAudio(int channels, int rate, double hz = 440.0);
+    // The next `frames` sample frames.
+    EncoderAudioFrame next(int frames);
+
+private:
+    int channels_, rate_;
+    double hz_;
+    int64_t position_ = 0;
+    std::vector<int32_t> samples_;
+};
+
+struct RecordingOptions {
+    int width = 320;
+    int height = 240;
+    double fps = 30;
+    double videoKbps = 3000;
+    bool video = true;
+    bool audio = true;
+    int channels = 2;
+    int sampleRate = 44100;
+    double seconds = 2.0;
+    uint32_t limitSeconds = 0;
+    uint32_t limitMegabytes = 0;
+    bool noise = false;
+};
+
+// Creates, configures and starts a session the way the application does.
+// Returns the handle, or null (with a gtest failure) when a step failed.
+void* startRecording(const std::string& path, const RecordingOptions& o);
+// Pushes `o.seconds` of frames and audio (interleaved in time, as fast as the
+// library takes them), then the trailers, waits for done and closes.
+void recordFile(const std::string& path, const RecordingOptions& o);
+
+// A folder under the build tree, emptied at creation.
+std::string freshDir(const std::string& name);
+
+struct StreamInfo {
+    std::string codecType; // "video" / "audio"
+    std::string codecName;
+    double startTime = -1;
+    double duration = -1; // -1 when the container does not say
+    int width = 0, height = 0, sampleRate = 0, channels = 0;
+};
+
+struct ProbeResult {
+    bool ok = false;
+    std::string formatName;
+    double duration = -1;
+    std::vector<StreamInfo> streams;
+    const StreamInfo* find(const std::string& type) const;
+};
+
+ProbeResult probe(const std::string& path);
+// End of the last packet of the first stream of `type` ("v" or "a"), in
+// seconds; -1 when there is none.
+double lastPacketEnd(const std::string& path, const char* type);
+// Decodes every stream to the end; returns ffmpeg's exit status and its
+// error output in `errors`.
+int decodeAll(const std::string& path, std::string* errors = nullptr);
+// Number of video frames decoded from the file.
+int decodedVideoFrames(const std::string& path);
+
+std::string run(const std::string& command, int* status = nullptr);
+bool fileExists(const std::string& path);
+
+} // namespace enctest

@@ -1,0 +1,218 @@
+// Bad input never crashes and always gets a negative status; pushes racing
+// with a stop are safe (run under the sanitizers); a full disk ends the file.
+
+#include "EncoderTestSupport.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <thread>
+
+using namespace enctest;
+
+namespace {
+
+TEST(BadInput, EveryCallRefusesANullOrStaleHandle) {
+    EncoderVideoFrame f{};
+    EncoderAudioFrame a{};
+    void* handles[2] = {nullptr, apiEncoderCreate()};
+    ASSERT_EQ(apiEncoderClose(handles[1]), ME_OK);
+    for (void* h : handles) {
+        EXPECT_LT(apiEncoderSetOutputPath(h, "/tmp/x.mp4"), 0);
+        EXPECT_LT(apiEncoderSetImageSize(h, 320, 240), 0);
+        EXPECT_LT(apiEncoderSetImageFormat(h, ME_IMAGE_FORMAT_BGRA), 0);
+        EXPECT_LT(apiEncoderSetOutputSize(h, 320, 240), 0);
+        EXPECT_LT(apiEncoderSetFps(h, 30), 0);
+        EXPECT_LT(apiEncoderSetVideoBitrate(h, 3000), 0);
+        EXPECT_LT(apiEncoderSetAudioSrcContext(h, 2, 44100, 2), 0);
+        EXPECT_LT(apiEncoderSetAudioBitrate(h, 12800), 0);
+        EXPECT_LT(apiEncoderSetAudioEncodeContext(h, 2, 44100), 0);
+        EXPECT_NE(apiEncoderSetLimitTime(h, 10), ME_LIMIT_OK);
+        EXPECT_NE(apiEncoderSetLimitSize(h, 10), ME_LIMIT_OK);
+        EXPECT_LT(apiEncoderEncode(h), 0);
+        EXPECT_LT(apiEncoderPushVideo(h, &f, 0), 0);
+        EXPECT_LT(apiEncoderPushAudio(h, &a), 0);
+        EXPECT_LT(apiEncodePushVideoTrailer(h), 0);
+        EXPECT_LT(apiEncodePushAudioTrailer(h), 0);
+        EXPECT_LT(apiEncodeIsDone(h), 0);
+        EXPECT_LT(apiEncoderGetEncodedTimestamp(h), 0);
+        EXPECT_LT(apiEncoderGetFileSize(h), 0);
+        EXPECT_LT(apiEncoderClose(h), 0); // includes the second close
+    }
+}
+
+TEST(BadInput, SettingsOutOfRangeAndImpossibleStartsAreRefused) {
+    const std::string dir = freshDir("bad-settings");
+    void* h = apiEncoderCreate();
+    EXPECT_EQ(apiEncoderSetOutputPath(h, (dir + "/x.mkv").c_str()), ME_ERR_UNSUPPORTED);
+    EXPECT_EQ(apiEncoderSetOutputPath(h, (dir + "/noextension").c_str()), ME_ERR_UNSUPPORTED);
+    EXPECT_LT(apiEncoderSetOutputPath(h, nullptr), 0);
+    EXPECT_LT(apiEncoderEncode(h), 0); // no path
+    for (auto [w, h2] : {std::pair{0, 240}, {320, 0}, {-2, 240}, {1, 1}, {100000, 240}})
+        EXPECT_LT(apiEncoderSetImageSize(h, w, h2), 0) << w << "x" << h2;
+    EXPECT_LT(apiEncoderSetImageFormat(h, 1005), 0);
+    EXPECT_LT(apiEncoderSetFps(h, 0), 0);
+    EXPECT_LT(apiEncoderSetFps(h, 1e9), 0);
+    EXPECT_LT(apiEncoderSetVideoBitrate(h, -1), 0);
+    EXPECT_LT(apiEncoderSetAudioSrcContext(h, 2, 44100, 1), 0);
+    EXPECT_LT(apiEncoderSetAudioSrcContext(h, 0, 44100, 2), 0);
+    EXPECT_LT(apiEncoderSetAudioEncodeContext(h, 6, 44100), 0);
+    ASSERT_EQ(apiEncoderSetImageSize(h, 320, 240), ME_OK);
+    EXPECT_LT(apiEncoderSetOutputSize(h, 640, 480), 0); // no scaling
+
+    // A folder that does not exist.
+    ASSERT_EQ(apiEncoderSetOutputPath(h, (dir + "/missing/x.mp4").c_str()), ME_OK);
+    ASSERT_EQ(apiEncoderSetFps(h, 30), ME_OK);
+    ASSERT_EQ(apiEncoderSetVideoBitrate(h, 3000), ME_OK);
+    EXPECT_EQ(apiEncoderEncode(h), ME_ERR_IO);
+    EncoderVideoFrame f = SyntheticVideo(320, 240).frame(0);
+    EXPECT_EQ(apiEncoderPushVideo(h, &f, 0), ME_ERR_STATE); // not encoding
+    EXPECT_EQ(apiEncoderClose(h), ME_OK);
+}
+
+TEST(BadInput, MalformedPushesAreRefusedAndTheRecordingGoesOn) {
+    const std::string path = freshDir("bad-pushes") + "/x.mp4";
+    RecordingOptions o;
+    void* h = startRecording(path, o);
+    ASSERT_NE(h, nullptr);
+    SyntheticVideo video(320, 240);
+    const EncoderVideoFrame good = video.frame(0);
+    EXPECT_EQ(apiEncoderPushVideo(h, nullptr, 0), ME_ERR_ARGUMENT);
+    EXPECT_EQ(apiEncoderPushAudio(h, nullptr), ME_ERR_ARGUMENT);
+    auto bad = [&](auto change) {
+        EncoderVideoFrame f = good;
+        change(f);
+        return apiEncoderPushVideo(h, &f, 0);
+    };
+    EXPECT_EQ(bad([](auto& f) { f.pixelFormat = 1000; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.width = 640; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.height = 0; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.bytesPerRow = 100; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.bytesPerRow = 0xffffffffu; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.dataLength -= 1; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(bad([](auto& f) { f.data = nullptr; }), ME_ERR_ARGUMENT);
+    EXPECT_EQ(apiEncoderPushVideo(h, &good, -5), ME_ERR_ARGUMENT);
+    EXPECT_EQ(apiEncoderPushVideo(h, &good, 0), ME_OK);
+    EXPECT_EQ(apiEncoderPushVideo(h, &good, 3600 * 1000), ME_ERR_ARGUMENT); // clock jumped an hour
+
+    const int32_t odd[3] = {1, 2, 3};
+    EncoderAudioFrame a{reinterpret_cast<const uint8_t*>(odd), sizeof odd, 0};
+    EXPECT_EQ(apiEncoderPushAudio(h, &a), ME_ERR_ARGUMENT); // not whole stereo frames
+    a.dataLength = 0;
+    EXPECT_EQ(apiEncoderPushAudio(h, &a), ME_ERR_ARGUMENT);
+
+    EXPECT_EQ(apiEncodePushVideoTrailer(h), ME_OK);
+    EXPECT_EQ(apiEncoderPushVideo(h, &good, 40), ME_ERR_STATE); // after its trailer
+    EXPECT_EQ(apiEncoderClose(h), ME_OK);
+    EXPECT_EQ(decodedVideoFrames(path), 1);
+}
+
+TEST(Dimensions, OddSizesLoseTheirLastColumnAndRow) {
+    const std::string path = freshDir("odd-size") + "/x.mp4";
+    RecordingOptions o;
+    o.width = 321;
+    o.height = 241;
+    o.seconds = 0.5;
+    recordFile(path, o);
+    const ProbeResult r = probe(path);
+    ASSERT_NE(r.find("video"), nullptr);
+    EXPECT_EQ(r.find("video")->width, 320);
+    EXPECT_EQ(r.find("video")->height, 240);
+}
+
+// Video and audio from their own threads while the main thread stops, as the
+// capture queues and the stop button do. Run under ASan/UBSan in CI.
+TEST(Concurrency, PushesFromTwoThreadsRaceWithStopAndClose) {
+    for (int round = 0; round < 2; ++round) {
+        const std::string path = freshDir("concurrency-" + std::to_string(round)) + "/x.mp4";
+        void* h = startRecording(path, RecordingOptions{});
+        ASSERT_NE(h, nullptr);
+        std::atomic<bool> stop{false};
+        std::atomic<int> rejected{0};
+        std::thread videoThread([&] {
+            SyntheticVideo video(320, 240);
+            for (int i = 0; !stop; ++i) {
+                const EncoderVideoFrame f = video.frame(i);
+                if (apiEncoderPushVideo(h, &f, i * 33) < 0)
+                    ++rejected;
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+        });
+        std::thread audioThread([&] {
+            SyntheticAudio audio(2, 44100);
+            while (!stop) {
+                const EncoderAudioFrame a = audio.next(441);
+                if (apiEncoderPushAudio(h, &a) < 0)
+                    ++rejected;
+                std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            }
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        if (round == 0) {
+            // The application's stop: trailers, wait, close.
+            apiEncodePushVideoTrailer(h);
+            apiEncodePushAudioTrailer(h);
+            while (apiEncodeIsDone(h) != 1)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_EQ(apiEncoderClose(h), ME_OK); // round 1: a close with no trailers
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        stop = true;
+        videoThread.join();
+        audioThread.join();
+        EXPECT_GT(rejected.load(), 0); // pushes after the stop were refused
+        std::string errors;
+        EXPECT_EQ(decodeAll(path, &errors), 0) << errors;
+        EXPECT_GT(decodedVideoFrames(path), 5);
+    }
+}
+
+TEST(FullDisk, UnwritableTargetFailsTheStart) {
+    const std::string path = freshDir("full-disk-start") + "/x.flv";
+    std::filesystem::create_symlink("/dev/full", path);
+    void* h = apiEncoderCreate();
+    apiEncoderSetOutputPath(h, path.c_str());
+    apiEncoderSetAudioSrcContext(h, 2, 44100, ME_SAMPLE_FORMAT_S32);
+    EXPECT_EQ(apiEncoderEncode(h), ME_ERR_IO);
+    EXPECT_EQ(apiEncoderClose(h), ME_OK);
+}
+
+// The disk fills up in the middle of a recording (a file size limit stands in
+// for it): pushes start failing, the stop still completes, and what was
+// written before plays.
+TEST(FullDisk, FileEndsCleanlyWithWhatWasWritten) {
+    for (const char* ext : {"flv", "mp4"}) {
+        SCOPED_TRACE(ext);
+        const std::string path = freshDir(std::string("full-disk-") + ext) + "/x." + ext;
+        rlimit saved{};
+        getrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit small = saved;
+        small.rlim_cur = 300000;
+        setrlimit(RLIMIT_FSIZE, &small);
+
+        void* h = startRecording(path, RecordingOptions{});
+        ASSERT_NE(h, nullptr);
+        SyntheticVideo video(320, 240);
+        int32_t last = ME_OK;
+        for (int i = 0; i < 600 && last != ME_ERR_IO; ++i) {
+            const EncoderVideoFrame f = video.frame(i);
+            last = apiEncoderPushVideo(h, &f, i * 33);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        EXPECT_EQ(last, ME_ERR_IO);
+        apiEncodePushVideoTrailer(h);
+        apiEncodePushAudioTrailer(h);
+        while (apiEncodeIsDone(h) != 1)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(apiEncoderClose(h), ME_ERR_IO);
+        setrlimit(RLIMIT_FSIZE, &saved);
+
+        EXPECT_EQ(decodeAll(path), 0);
+        EXPECT_GT(decodedVideoFrames(path), 10);
+    }
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+// Splitting: each limit yields numbered parts that play alone from time 0 and
+// together hold the whole recording.
+
+#include "EncoderTestSupport.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace enctest;
+
+namespace {
+
+std::vector<std::string> partsOf(const std::string& first) {
+    std::vector<std::string> parts{first};
+    const auto dot = first.find_last_of('.');
+    for (int i = 1; fileExists(first.substr(0, dot) + "_" + std::to_string(i) + first.substr(dot)); ++i)
+        parts.push_back(first.substr(0, dot) + "_" + std::to_string(i) + first.substr(dot));
+    return parts;
+}
+
+// Every part decodes cleanly from its first packet and starts at 0.
+void expectPlayableFromZero(const std::string& part, bool video) {
+    const ProbeResult r = probe(part);
+    ASSERT_TRUE(r.ok) << part;
+    std::string errors;
+    EXPECT_EQ(decodeAll(part, &errors), 0) << part << errors;
+    EXPECT_EQ(errors, "") << part;
+    const StreamInfo* a = r.find("audio");
+    ASSERT_NE(a, nullptr) << part;
+    if (a->startTime >= 0) {
+        EXPECT_NEAR(a->startTime, 0, 0.05) << part;
+    }
+    if (video) {
+        const StreamInfo* v = r.find("video");
+        ASSERT_NE(v, nullptr) << part;
+        EXPECT_NEAR(v->startTime, 0, 0.001) << part;
+    }
+}
+
+TEST(Split, ByTimeCutsOnKeyframesIntoNumberedParts) {
+    const std::string path = freshDir("split-time") + "/rec.mp4";
+    RecordingOptions o;
+    o.seconds = 3.5;
+    o.limitSeconds = 1;
+    recordFile(path, o);
+
+    const auto parts = partsOf(path);
+    ASSERT_EQ(parts.size(), 4u);
+    EXPECT_TRUE(fileExists(path.substr(0, path.size() - 4) + "_3.mp4"));
+    double total = 0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        expectPlayableFromZero(parts[i], true);
+        const double length = lastPacketEnd(parts[i], "v");
+        EXPECT_NEAR(length, i + 1 < parts.size() ? 1.0 : 0.5, 0.05) << parts[i];
+        EXPECT_NEAR(lastPacketEnd(parts[i], "a"), length, 0.1) << parts[i];
+        total += length;
+    }
+    EXPECT_NEAR(total, 3.5, 0.05);
+}
+
+TEST(Split, AudioOnlyRecordingSplitsByTime) {
+    const std::string path = freshDir("split-audio") + "/rec.wav";
+    RecordingOptions o;
+    o.video = false;
+    o.seconds = 2.5;
+    o.limitSeconds = 1;
+    recordFile(path, o);
+
+    const auto parts = partsOf(path);
+    ASSERT_EQ(parts.size(), 3u);
+    double total = 0;
+    for (const std::string& part : parts) {
+        expectPlayableFromZero(part, false);
+        total += probe(part).duration;
+    }
+    EXPECT_NEAR(probe(parts[0]).duration, 1.0, 0.03);
+    EXPECT_NEAR(total, 2.5, 0.03);
+}
+
+TEST(Split, BySizeKeepsPartsNearTheLimit) {
+    const std::string path = freshDir("split-size") + "/rec.mp4";
+    RecordingOptions o;
+    o.seconds = 5;
+    o.videoKbps = 4000; // about half a megabyte a second of noise
+    o.noise = true;
+    o.limitMegabytes = 1;
+    recordFile(path, o);
+
+    const auto parts = partsOf(path);
+    ASSERT_GE(parts.size(), 3u);
+    double total = 0;
+    for (const std::string& part : parts) {
+        expectPlayableFromZero(part, true);
+        // Cut ahead of the limit by the encoder's delay; never far past it.
+        EXPECT_LE(std::filesystem::file_size(part), 1050000u) << part;
+        total += lastPacketEnd(part, "v");
+    }
+    EXPECT_GE(std::filesystem::file_size(parts[0]), 400000u);
+    EXPECT_NEAR(total, 5.0, 0.05);
+}
+
+} // namespace
