@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
 #include "core/EMLog.h"
+#include "selection/ScreenshotCommand.h"
 #include "widgets/MainWindow.h"
 
 #include <QApplication>
@@ -19,7 +20,8 @@ constexpr int kExitUsage = 2;
 
 void printUsage() {
     std::printf("Usage: framedeck [--quit-after SECONDS]\n"
-                "  Starts the FrameDeck recorder on the current desktop.\n");
+                "  Starts the FrameDeck recorder on the current desktop.\n\n");
+    printScreenshotUsage(stdout);
 }
 
 bool haveDisplay() {
@@ -37,6 +39,9 @@ void startLogging() {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "screenshot") == 0)
+        return runScreenshotCommand(argc - 1, argv + 1);
+
     int quitAfterSeconds = 0;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {

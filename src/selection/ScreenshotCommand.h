@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdio>
+
+// `framedeck screenshot [--output PATH]`: a picture of the main display from
+// the command line, stored like the screenshot action stores it (a PNG
+// beside the recordings, or at PATH, and an image record at the top of the
+// recorded-file list).
+//
+// `argv[0]` is "screenshot", the flags follow; call it from main() as
+//   if (argc > 1 && std::strcmp(argv[1], "screenshot") == 0)
+//       return runScreenshotCommand(argc - 1, argv + 1);
+// Prints the PNG's path on stdout and nothing else there; messages go to
+// stderr. Exit status: 0 saved, 1 the display could not be captured or the
+// file not written, 2 bad flags, 3 no X display.
+// Main thread. Makes the Qt application object (X11) when there is none.
+int runScreenshotCommand(int argc, char** argv);
+
+// The help text of the subcommand (for `framedeck --help` too).
+void printScreenshotUsage(std::FILE* out);

@@ -1,0 +1,229 @@
+// Screenshots on the private test desktop (scripts/test-desktop run): the
+// main display's picture, `framedeck screenshot`, the region flow driven
+// through XTEST, and the shutter sound on the desktop's sound server.
+#include "TempHome.h"
+#include "app/AppDelegate.h"
+#include "app/AppIdentity.h"
+#include "app/FileListStore.h"
+#include "app/LanguageManager.h"
+#include "app/SettingsStore.h"
+#include "integration/selection/DesktopHelpers.h"
+#include "platform/pulse/SoundPlayer.h"
+#include "selection/RVClipScreenManager.h"
+#include "selection/ScreenshotStore.h"
+#include "selection/ShutterSound.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QPushButton>
+#include <QWindow>
+#include <atomic>
+
+namespace {
+
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication>);
+
+// Every pixel of `image` is `colour`.
+bool allPixels(const QImage& image, QRgb colour) {
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if ((image.pixel(x, y) | 0xFF000000u) != colour)
+                return false;
+        }
+    }
+    return !image.isNull();
+}
+
+QVariantMap firstRecord() {
+    const QVariantList list = FileListStore::readList(AppDelegate::plistPath());
+    return list.isEmpty() ? QVariantMap() : list.front().toMap();
+}
+
+void expectImageRecord(const QVariantMap& record, const QString& path) {
+    EXPECT_EQ(record["path"].toString(), path);
+    EXPECT_EQ(record["isImage"].toInt(), 1);
+    EXPECT_EQ(record["duration"].toInt(), 0);
+    EXPECT_EQ(record["size"].toULongLong(), quint64(QFileInfo(path).size()));
+}
+
+class Screenshots : public ::testing::Test {
+protected:
+    void SetUp() override {
+        languageStore_ = std::make_unique<SettingsStore>(home_.path() + "/settings.ini");
+        languageStore_->setInteger("AppLanguage", 0);
+        languageStore_->setBool("isLanguageChanged", true);
+        language_ = std::make_unique<LanguageManager>(*languageStore_, QString(FRAMEDECK_RESOURCE_DIR));
+        LanguageManager::setShared(language_.get());
+        QObject::connect(&manager, &RVClipScreenManager::screenshotSaved,
+                         [this](const QString& path) { saved = path; });
+        QObject::connect(&manager, &RVClipScreenManager::captureCancelled, [this] { cancelled = true; });
+    }
+    void TearDown() override {
+        manager.reset();
+        settle(200);
+        LanguageManager::setShared(nullptr);
+    }
+
+    // Starts the region flow and waits until its overlay is on screen.
+    RVClipWindowController* open() {
+        manager.startCapture();
+        EXPECT_EQ(manager.clipWindowControllerArray().size(), 1u);
+        if (manager.clipWindowControllerArray().empty())
+            return nullptr;
+        RVClipWindowController* controller = manager.clipWindowControllerArray()[0].get();
+        QWidget* window = controller->window();
+        EXPECT_TRUE(waitFor([&] { return window->windowHandle() && window->windowHandle()->isExposed(); }));
+        settle();
+        return controller;
+    }
+
+    TempHome home_;
+    std::unique_ptr<SettingsStore> languageStore_;
+    std::unique_ptr<LanguageManager> language_;
+    RVClipScreenManager manager;
+    QString saved;
+    bool cancelled = false;
+};
+
+} // namespace
+
+TEST_F(Screenshots, TheMainDisplayIsSavedAsItIsOnScreen) {
+    XWindows shown({"200,150,640,360,FdShot,Shot,33cc66"});
+    settle();
+    const QString path = takeMainDisplayScreenshot();
+    ASSERT_FALSE(path.isEmpty());
+    EXPECT_EQ(QFileInfo(path).absolutePath(), QDir(AppIdentity::moviesFolder()).absolutePath());
+    const QImage png(path, "PNG");
+    ASSERT_EQ(png.size(), QSize(1920, 1080));
+    EXPECT_FALSE(png.hasAlphaChannel());
+    EXPECT_TRUE(allPixels(png.copy(200, 150, 640, 360), 0xFF33CC66));
+    EXPECT_NE(png.pixel(100, 100) | 0xFF000000u, 0xFF33CC66u);
+    // Nothing but the window changed meanwhile, so the file is the screen.
+    EXPECT_EQ(png.convertToFormat(QImage::Format_RGB32), ScreenshotStore::getmainDesktopImage());
+    expectImageRecord(firstRecord(), path);
+}
+
+TEST_F(Screenshots, TheCommandPrintsThePathAndListsThePicture) {
+    auto run = [](const QStringList& args,
+                  const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
+        QProcess p;
+        p.setProcessEnvironment(env);
+        p.start(SCREENSHOT_CLI_PATH, QStringList{"screenshot"} + args);
+        EXPECT_TRUE(p.waitForFinished(-1));
+        return std::tuple(p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
+                          QString::fromUtf8(p.readAllStandardError()));
+    };
+    const QString target = home_.path() + "/new/folder/shot.png";
+    auto [code, out, err] = run({"--output", target});
+    ASSERT_EQ(code, 0) << err.toStdString();
+    EXPECT_EQ(out, target + "\n");
+    EXPECT_EQ(QImage(target, "PNG").size(), QSize(1920, 1080));
+    expectImageRecord(firstRecord(), target);
+
+    std::tie(code, out, err) = run({});
+    ASSERT_EQ(code, 0) << err.toStdString();
+    const QString path = out.trimmed();
+    EXPECT_EQ(QFileInfo(path).absolutePath(), QDir(AppIdentity::moviesFolder()).absolutePath());
+    EXPECT_TRUE(QFileInfo::exists(path));
+    expectImageRecord(firstRecord(), path);
+
+    std::tie(code, out, err) = run({"--outptu", "x.png"});
+    EXPECT_EQ(code, 2);
+    EXPECT_TRUE(out.isEmpty());
+
+    QProcessEnvironment noDisplay = QProcessEnvironment::systemEnvironment();
+    noDisplay.remove("DISPLAY");
+    std::tie(code, out, err) = run({}, noDisplay);
+    EXPECT_EQ(code, 3);
+    EXPECT_TRUE(err.contains("DISPLAY")) << err.toStdString();
+    noDisplay.insert("DISPLAY", ":4711");
+    std::tie(code, out, err) = run({}, noDisplay);
+    EXPECT_EQ(code, 3);
+    EXPECT_TRUE(err.contains(":4711")) << err.toStdString();
+    EXPECT_EQ(FileListStore::readList(AppDelegate::plistPath()).size(), 2);
+}
+
+TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
+    XWindows below({"150,150,1000,700,FdBelow,Below,3366cc"});
+    RVClipWindowController* controller = open();
+    ASSERT_TRUE(controller);
+    EXPECT_TRUE(manager.isWorking);
+    // A second start while one runs changes nothing.
+    manager.startCapture();
+    ASSERT_EQ(manager.clipWindowControllerArray().size(), 1u);
+    EXPECT_EQ(manager.clipWindowControllerArray()[0].get(), controller);
+
+    xdotool({"mousemove", "300", "300", "mousedown", "1"});
+    xdotool({"mousemove", "500", "450"});
+    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    RVClipView* view = controller->clipView();
+    EXPECT_EQ(view->model().contentRect, (RectD{300, 1080 - 600, 400, 300}));
+    ASSERT_TRUE(view->toolbarView()->isVisible());
+    EXPECT_EQ(view->okBtn()->text(), "Capture");
+    settle();
+    saveArtifact(ScreenshotStore::getmainDesktopImage(), "region-screenshot-toolbar.png");
+
+    const QPoint ok = view->okBtn()->mapToGlobal(view->okBtn()->rect().center());
+    xdotool({"mousemove", QString::number(ok.x()), QString::number(ok.y()), "click", "1"});
+    ASSERT_TRUE(waitFor([&] { return !saved.isEmpty(); }));
+    const QImage png(saved, "PNG");
+    EXPECT_EQ(png.size(), QSize(400, 300));
+    EXPECT_TRUE(allPixels(png, 0xFF3366CC));
+    expectImageRecord(firstRecord(), saved);
+    EXPECT_FALSE(manager.isWorking);
+    EXPECT_TRUE(manager.clipWindowControllerArray().empty());
+}
+
+TEST_F(Screenshots, AClickedWindowIsTakenWithReturn) {
+    XWindows target({"100,120,402,301,FdTarget,Target,cc3333"});
+    RVClipWindowController* controller = open();
+    ASSERT_TRUE(controller);
+    xdotool({"mousemove", "300", "250"});
+    xdotool({"mousemove", "310", "260"});
+    xdotool({"click", "1"});
+    // The whole window, not rounded as a recording area would be.
+    EXPECT_EQ(controller->clipView()->model().contentRect, (RectD{100, 1080 - 120 - 301, 402, 301}));
+    EXPECT_TRUE(controller->clipView()->toolbarView()->isVisible());
+    xdotool({"key", "Return"});
+    ASSERT_TRUE(waitFor([&] { return !saved.isEmpty(); }));
+    const QImage png(saved, "PNG");
+    EXPECT_EQ(png.size(), QSize(402, 301));
+    EXPECT_TRUE(allPixels(png, 0xFFCC3333));
+}
+
+TEST_F(Screenshots, EscapeLeavesNoFileAndNoRecord) {
+    ASSERT_TRUE(open());
+    xdotool({"mousemove", "300", "300", "mousedown", "1"});
+    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotool({"key", "Escape"});
+    ASSERT_TRUE(waitFor([&] { return cancelled; }));
+    settle();
+    EXPECT_TRUE(saved.isEmpty());
+    EXPECT_FALSE(manager.isWorking);
+    EXPECT_TRUE(manager.clipWindowControllerArray().empty());
+    EXPECT_TRUE(QDir(AppIdentity::moviesFolder()).entryList({"*.png"}, QDir::Files).isEmpty());
+    EXPECT_TRUE(FileListStore::readList(AppDelegate::plistPath()).isEmpty());
+    // The next capture may start.
+    manager.startCapture();
+    EXPECT_EQ(manager.clipWindowControllerArray().size(), 1u);
+}
+
+TEST(ShutterSoundPlayback, PlaysOnTheSoundServerAndGivesUpWithoutOne) {
+    auto sound = std::make_shared<SoundPlayer::Sound>();
+    sound->name = ShutterSound::kName;
+    sound->samples = ShutterSound::synthesize(ShutterSound::kSampleRate);
+    SoundPlayer player("FrameDeck test");
+    auto playOnce = [&] {
+        std::atomic<int> result{-1};
+        player.play(sound, [&](bool played) { result = played ? 1 : 0; });
+        EXPECT_TRUE(waitFor([&] { return result != -1; }));
+        return result.load();
+    };
+    EXPECT_EQ(playOnce(), 1);
+
+    const QByteArray server = qgetenv("PULSE_SERVER");
+    qputenv("PULSE_SERVER", "unix:/nonexistent/framedeck-test/native");
+    EXPECT_EQ(playOnce(), 0);
+    qputenv("PULSE_SERVER", server);
+}
