@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
 #include "core/EMLog.h"
+#include "cli/RecordCommand.h"
 #include "selection/ScreenshotCommand.h"
 #include "widgets/MainWindow.h"
 
@@ -21,6 +22,8 @@ constexpr int kExitUsage = 2;
 void printUsage() {
     std::printf("Usage: framedeck [--quit-after SECONDS]\n"
                 "  Starts the FrameDeck recorder on the current desktop.\n\n");
+    printRecordUsage(stdout);
+    std::printf("\n");
     printScreenshotUsage(stdout);
 }
 
@@ -41,6 +44,8 @@ void startLogging() {
 int main(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "screenshot") == 0)
         return runScreenshotCommand(argc - 1, argv + 1);
+    if (argc > 1 && std::strcmp(argv[1], "record") == 0)
+        return runRecordCommand(argc - 1, argv + 1);
 
     int quitAfterSeconds = 0;
     for (int i = 1; i < argc; ++i) {

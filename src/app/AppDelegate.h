@@ -6,7 +6,11 @@
 
 #include <QDateTime>
 #include <QObject>
+#include <functional>
 #include <memory>
+
+class RVRecordManager;
+struct RecordRequest;
 
 // The one application controller. Its first use loads the settings into its
 // properties (AppProperties); it owns the settings store and the language
@@ -55,10 +59,79 @@ public:
     void generateMemoryInfo();
     QString systemFreeSpace() const;
     double freeSpace = 0;
+    double totalSpace = 0;
+
+    // --- The recording road (AppDelegateRoad.cpp) ---
+    // The recording controller; set once by whoever builds the engine.
+    RVRecordManager* recordManager = nullptr;
+    void setRecordManager(RVRecordManager* manager) { recordManager = manager; }
+
+    QString outputPath;
+    double fileDuration = 0; // seconds
+    double fileSize = 0;     // bytes, as the encoder session reports them
+    bool isAutoStop = false;
+    bool isAutoStopOnce = false;
+    bool isAutoSplitOnce = false;
+    double autoStop_StartTime = 0;
+    double autoStop_Duration = 0;
+    bool isCaptrue = false;
+    quint64 selectedWindowNumber = 0;
+    QString selectedWindowName;
+    QString selectedCamera;
+    // Whether a camera exists; set by whoever lists the cameras.
+    std::function<bool()> hasCamera;
+
+    // The record button, the tray's first item and the start/stop hotkey.
+    void recordScreenClicked();
+    // Starts while idle, stops while recording.
+    void recordAfterScreenClicked();
+    void pauseOrResumeAction();
+    // The countdown items: 3, 5 or 10 seconds.
+    void countDownAction(int seconds);
+    // The start pull-down (stop-after while recording); items count from 1.
+    void startSetsItemChangeAction(int item);
+    // Main window choices; each writes its key.
+    void areaChangeAction(int kind);
+    void frameChangeAction(int index);
+    void fpsChangeAction(int index);
+    void videoTypeChangeAction(int index);
+    void audioExpChangeAction(int index);
+    // The two audio on/off pop-ups (item 1 on, 2 off).
+    void systemAudioBoxChange(int item);
+    void micphoneBoxChange(int item);
+    int systemAudioItem() const { return (recordAudioType == 0 || recordAudioType == 2) ? 1 : 2; }
+    int micphoneItem() const { return (recordAudioType == 1 || recordAudioType == 2) ? 1 : 2; }
+    // X11 lets any client read the screen.
+    bool canRecordScreen() const { return true; }
+    // A chosen area or window is ready and the countdown is over: record it.
+    void recordSelectedRegion(const RecordRequest& region);
+    // Refreshes fileDuration and fileSize from the session (once a second).
+    void updateRecordingProgress();
+    // The request the main window's choices make.
+    RecordRequest currentRequest() const;
 
 signals:
     // Emitted by changeLanguage() after the controller's own texts are updated.
     void languageApplied();
+    void recordingStarted();
+    void recordingStopped(const QString& path);
+    void recordingPaused(bool paused);
+    void alertRequested(const QString& message);
+    // The screen kinds: show the selection overlays (and countdown).
+    void regionSelectionRequested();
+    void fileListRequested();
+    void screenshotRequested();
+    void autoStopDialogRequested();
+    void quitRequested();
+    void durationTextsChanged(const QString& time, const QString& size);
+
+private:
+    void recordAudio();
+    void recordVideo();
+    void startRecordingTo(bool isVideo, const RecordRequest& request);
+    void stopRoad();
+    void applyAudioItems(int systemItem, int micphoneItem);
+    int progressCount_ = 0;
 
 private:
     std::unique_ptr<SettingsStore> store_;

@@ -1,0 +1,215 @@
+#include "app/AppDelegate.h"
+
+#include "app/FileListStore.h"
+#include "app/IndexTables.h"
+#include "app/SettingsSchema.h"
+#include "core/EMLog.h"
+#include "engine/EncodeManager.h"
+#include "engine/audio/AudioDeviceRules.h"
+#include "engine/controller/RVRecordManager.h"
+#include "engine/controller/RecordRequest.h"
+
+namespace S = SettingsKeys;
+
+namespace {
+
+constexpr unsigned kKindCamera = 3;
+constexpr unsigned kKindAudioOnly = 4;
+
+} // namespace
+
+RecordRequest AppDelegate::currentRequest() const {
+    RecordRequest r;
+    r.recordVideoType = static_cast<unsigned>(recordVideoType);
+    r.recordAudioType = recordAudioType;
+    r.cameraDevice = selectedCamera.toStdString();
+    r.isCaptrue = isCaptrue;
+    r.isCaptrueMirrored = isCaptrueMirror;
+    r.fps = fps;
+    r.videoBitrate = IndexTables::videoBitrateForQuality(framItemIndex);
+    r.selectedWindowNumber = selectedWindowNumber;
+    r.selectedWindowName = selectedWindowName.toStdString();
+    return r;
+}
+
+void AppDelegate::recordScreenClicked() {
+    autoStop_Duration = 0;
+    isShowReverseTime = false;
+    recordAfterScreenClicked();
+}
+
+void AppDelegate::recordAfterScreenClicked() {
+    if (!recordManager)
+        return;
+    if (recordManager->status != 0) {
+        stopRoad();
+        return;
+    }
+    generateMemoryInfo();
+    isAutoStop = store_->boolForKey(S::IsAutoStop);
+    progressCount_ = 0;
+    fileDuration = 0;
+    fileSize = 0;
+    const auto kind = static_cast<unsigned>(recordVideoType);
+    if (kind == kKindAudioOnly) {
+        recordAudio();
+    } else if (kind == kKindCamera) {
+        if (hasCamera && !hasCamera()) {
+            emit alertRequested(L("Alert_Camera_Message"));
+            return;
+        }
+        recordVideo();
+    } else if (canRecordScreen()) {
+        // The overlay chooses the area (full screen chooses itself), counts
+        // down, then calls recordSelectedRegion().
+        emit regionSelectionRequested();
+    }
+}
+
+void AppDelegate::recordAudio() { startRecordingTo(false, currentRequest()); }
+
+void AppDelegate::recordVideo() { startRecordingTo(true, currentRequest()); }
+
+void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
+    if (!recordManager || recordManager->status != 0)
+        return;
+    RecordRequest request = currentRequest();
+    request.screenNumber = region.screenNumber;
+    request.captureRect = region.captureRect;
+    if (region.selectedWindowNumber != 0) {
+        selectedWindowNumber = region.selectedWindowNumber;
+        selectedWindowName = QString::fromStdString(region.selectedWindowName);
+        request.selectedWindowNumber = region.selectedWindowNumber;
+        request.selectedWindowName = region.selectedWindowName;
+    }
+    startRecordingTo(true, request);
+}
+
+void AppDelegate::startRecordingTo(bool isVideo, const RecordRequest& base) {
+    outputPath = createoutputPath(isVideo);
+    RecordRequest request = base;
+    request.outputPath = outputPath.toStdString();
+    recordManager->configure(request);
+    recordManager->startRecording();
+    EMLog::showMessage("%s %d recording to %s", __func__, __LINE__, qPrintable(outputPath));
+    emit recordingStarted();
+}
+
+void AppDelegate::updateRecordingProgress() {
+    if (!recordManager || recordManager->status == 0)
+        return;
+    ++progressCount_;
+    EncodeManager& session = recordManager->encodeManager();
+    fileDuration = std::max(0.0, session.countRecordedDuration() / 1000.0);
+    fileSize = std::max(0.0, session.filesize());
+}
+
+void AppDelegate::stopRoad() {
+    updateRecordingProgress();
+    const bool isVideo = recordVideoType != static_cast<int>(kKindAudioOnly);
+    // The list gets its record first: whatever happens while the session
+    // closes, the file is findable.
+    FileListStore::addRecord(plistPath(), FileListStore::recordingRecord(outputPath, fileDuration, fileSize,
+                                                                         QDateTime::currentDateTime(), isVideo));
+    recordManager->stopRecording();
+    if (isAutoStopOnce) {
+        store_->setBool(S::IsAutoStop, false);
+        isAutoStop = false;
+    }
+    if (isAutoSplitOnce)
+        store_->setInteger(S::SplitType, 0);
+    autoStop_Duration = 0;
+    generateMemoryInfo();
+    emit durationTextsChanged("00:00:00", QString::asprintf("%.2f MB / %s", 0.0, qPrintable(systemFreeSpace())));
+    emit recordingStopped(outputPath);
+    emit fileListRequested();
+    if (finshpopIndex == 2)
+        emit quitRequested();
+    if (!everyTime)
+        finshpopIndex = 1;
+}
+
+void AppDelegate::pauseOrResumeAction() {
+    if (!recordManager || recordManager->status == 0)
+        return;
+    if (recordManager->status == 2) {
+        EMLog::showMessage("%s %d", __func__, __LINE__);
+        recordManager->resumeRecording();
+        emit recordingPaused(false);
+    } else {
+        EMLog::showMessage("%s %d", __func__, __LINE__);
+        recordManager->pauseRecording();
+        emit recordingPaused(true);
+    }
+}
+
+void AppDelegate::countDownAction(int seconds) {
+    isShowReverseTime = true;
+    store_->setInteger(S::RecordTimeDuration, seconds == 5 ? 5 : seconds == 10 ? 10 : 3);
+    recordAfterScreenClicked();
+}
+
+void AppDelegate::startSetsItemChangeAction(int item) {
+    const bool recording = recordManager && recordManager->status != 0;
+    if (recording) {
+        if (item == 1) {
+            recordScreenClicked();
+            return;
+        }
+        autoStop_StartTime = getNowTimeTimestamp();
+        switch (item) {
+        case 2: autoStop_Duration = 600; break;
+        case 3: autoStop_Duration = 1200; break;
+        case 4: autoStop_Duration = 1800; break;
+        default: emit autoStopDialogRequested(); break;
+        }
+        return;
+    }
+    isShowReverseTime = false;
+    store_->setInteger(S::StartItemIndex, item - 1);
+    if (item == 1)
+        recordScreenClicked();
+    else if (item == 2)
+        emit screenshotRequested();
+}
+
+void AppDelegate::areaChangeAction(int kind) {
+    generateMemoryInfo();
+    recordVideoType = std::clamp(kind, 0, 4);
+}
+
+void AppDelegate::frameChangeAction(int index) {
+    framItemIndex = index;
+    store_->setInteger(S::FramItemIndex, index);
+}
+
+void AppDelegate::fpsChangeAction(int index) {
+    fpsItemIndex = index;
+    fps = IndexTables::fpsForIndex(index);
+    store_->setInteger(S::FpsItemIndex, index);
+}
+
+void AppDelegate::videoTypeChangeAction(int index) {
+    videoTypeBoxIndex = index;
+    store_->setInteger(S::VideoTypeIndex, index);
+}
+
+void AppDelegate::audioExpChangeAction(int index) {
+    audioExtensionIndex = index;
+    setAudioExtensionTitle(IndexTables::audioExtensionForIndex(index));
+    store_->setInteger(S::AudioTypeIndex, index);
+}
+
+void AppDelegate::systemAudioBoxChange(int item) { applyAudioItems(item, micphoneItem()); }
+
+void AppDelegate::micphoneBoxChange(int item) { applyAudioItems(systemAudioItem(), item); }
+
+void AppDelegate::applyAudioItems(int systemItem, int micphoneItem) {
+    recordAudioType = AudioDeviceRules::recordAudioTypeForItems(systemItem, micphoneItem);
+    if (recordManager) {
+        recordManager->recordAudioType = recordAudioType;
+        recordManager->switchRecordType(recordAudioType);
+        recordManager->captrueAudioInputEnable(recordAudioType != 3);
+    }
+    store_->setInteger(S::RecordAudioType, recordAudioType);
+}

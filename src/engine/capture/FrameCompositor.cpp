@@ -1,0 +1,144 @@
+#include "engine/capture/FrameCompositor.h"
+
+#include "core/EMLog.h"
+#include "engine/EncodeManager.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr unsigned kStatusRecording = 1;
+constexpr unsigned kStatusResumed = 3;
+constexpr unsigned kVideoTypeWindow = 2;
+constexpr unsigned kVideoTypeCamera = 3;
+constexpr unsigned kVideoTypeAudioOnly = 4;
+// A rescaled picture is held only until its push: two cover one queued and
+// one being drawn; more would only mean the queue is already dropping.
+constexpr int kScaledFrames = FramePushQueue::kMaxQueuedFrames + 2;
+
+} // namespace
+
+FrameCompositor::FrameCompositor(CompositorState& state, EncodeManager& session, std::function<double()> now)
+    : state_(state), session_(session), now_(std::move(now)) {
+    pushQueue_ = std::make_unique<FramePushQueue>([this](const VideoFrame& frame, double timestampMs) {
+        EncoderVideoFrame record{};
+        record.pixelFormat = ME_PIXEL_FORMAT_BGRA;
+        record.width = static_cast<uint32_t>(frame.pixels.width);
+        record.height = static_cast<uint32_t>(frame.pixels.height);
+        record.bytesPerRow = static_cast<uint32_t>(frame.pixels.stride);
+        record.data = frame.pixels.data;
+        record.dataLength = static_cast<uint32_t>(frame.pixels.byteLength());
+        session_.encoderPushVideo(&record, timestampMs);
+    });
+}
+
+FrameCompositor::~FrameCompositor() {
+    pushQueue_->stop();
+}
+
+bool FrameCompositor::isRecordingStatus() const {
+    const unsigned status = state_.status;
+    return status == kStatusRecording || status == kStatusResumed;
+}
+
+void FrameCompositor::screenFrame(const VideoFramePtr& frame) {
+    if (!frame || !isRecordingStatus() || !session_.isWorking)
+        return;
+    if (state_.recordVideoType == kVideoTypeAudioOnly)
+        return;
+    if (state_.recordVideoType != kVideoTypeWindow && hooks_.appendMouseCursor) {
+        const RVRect rect = state_.captureRect;
+        hooks_.appendMouseCursor(*frame, rect);
+    }
+    stampAndPush(frame);
+    reportDuration();
+}
+
+void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
+    if (!frame)
+        return;
+    if (state_.isCaptrueMirrored)
+        mirrorHorizontally(frame->pixels);
+    const bool cameraMode = state_.recordVideoType == kVideoTypeCamera;
+    if (state_.status == 0 && cameraMode) {
+        // Before the first recorded frame the camera decides the picture.
+        std::lock_guard lock(sessionConfigMutex_);
+        session_.setVideoBitrate(state_.cameraVideoBitrate);
+        session_.setImageSize(
+            {static_cast<double>(frame->pixels.width), static_cast<double>(frame->pixels.height)});
+        session_.setFps(static_cast<float>(state_.fps.load()));
+    }
+    if (hooks_.cameraPreview)
+        hooks_.cameraPreview(frame->pixels);
+    if (cameraMode && isRecordingStatus() && session_.isWorking) {
+        stampAndPush(frame);
+        reportDuration();
+    }
+}
+
+void FrameCompositor::audioBuffer(const AudioSampleBuffer& buffer, double captureTime) {
+    (void)captureTime; // the encoder places audio by its sample count
+    ++audioBuffersReceived_;
+    if (!state_.isWorking)
+        return;
+    if (hooks_.audioVolum)
+        hooks_.audioVolum(buffer);
+    session_.encoderPushAudio(buffer);
+    reportDuration();
+}
+
+void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
+    const double when = frame->captureTime > 0 ? frame->captureTime : now_();
+    if (state_.clock.startDate() == 0)
+        lastTimestampMs_ = 0;
+    state_.clock.firstFrame(when);
+    // A frame grabbed just before a resume but handled after it would land
+    // before the end of the previous stretch; it then takes that end instead,
+    // so timestamps never go backwards.
+    const double timestampMs = std::max(state_.clock.timestamp(when) * 1000.0, lastTimestampMs_.load());
+    lastTimestampMs_ = timestampMs;
+    const auto width = static_cast<int>(session_.imageSize.width);
+    const auto height = static_cast<int>(session_.imageSize.height);
+    VideoFramePtr sized = pixelBufferFromCGImage(frame, width, height);
+    if (sized)
+        pushQueue_->offer(std::move(sized), timestampMs);
+}
+
+void FrameCompositor::reportDuration() {
+    if (hooks_.recordScreenTimeDuration)
+        hooks_.recordScreenTimeDuration(static_cast<long>(session_.countRecordedDuration() / 1000));
+}
+
+VideoFramePtr FrameCompositor::pixelBufferFromCGImage(const VideoFramePtr& frame, int width, int height) {
+    if (width <= 0 || height <= 0)
+        return nullptr;
+    const PixelBufferView& src = frame->pixels;
+    if (src.width == width && src.height == height)
+        return frame;
+    if (!scalePool_ || scalePool_->width() != width || scalePool_->height() != height)
+        scalePool_ = FramePool::create(width, height, kScaledFrames);
+    VideoFramePtr out = scalePool_->acquire();
+    if (!out)
+        return nullptr;
+    out->captureTime = frame->captureTime;
+    // Nearest-neighbour: this path only runs for a window that changed size
+    // during the recording, where speed matters more than smoothness.
+    PixelBufferView& dst = out->pixels;
+    for (int y = 0; y < height; ++y) {
+        const int sy = static_cast<int>(static_cast<long long>(y) * src.height / height);
+        const auto* srcRow = reinterpret_cast<const uint32_t*>(src.row(sy));
+        auto* dstRow = reinterpret_cast<uint32_t*>(dst.row(y));
+        for (int x = 0; x < width; ++x)
+            dstRow[x] = srcRow[static_cast<long long>(x) * src.width / width];
+    }
+    return out;
+}
+
+void FrameCompositor::mirrorHorizontally(PixelBufferView& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        auto* row = reinterpret_cast<uint32_t*>(frame.row(y));
+        std::reverse(row, row + frame.width);
+    }
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "core/SampleBuffers.h"
+#include "engine/capture/CompositorState.h"
+#include "engine/capture/FramePushQueue.h"
+#include "engine/capture/VideoFrame.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+class EncodeManager;
+
+// The receiving end of every capture source: stamps screen and camera frames
+// with the recording clock and hands them to the encoder session, pushes
+// audio, and reports the recorded time. Frames that arrive while the
+// recording is idle or paused are dropped.
+//
+// Screen frames are decorated (cursor, click ring, watermark) in the memory
+// the grab wrote into, then pushed from that same memory: no copies unless
+// the picture must be rescaled to the recorded size.
+//
+// Threads: screenFrame() on "ScreenOutputQueue", cameraFrame() on
+// "VideoOutputQueue", audioBuffer() on "AudioDataOutputQueue"; the pushes of
+// video frames run on the push queue's thread. Hooks are set on the main
+// thread while no source runs.
+class FrameCompositor {
+public:
+    struct Hooks {
+        // Draws the cursor effects and the watermark into a screen frame, in
+        // place (frame.pixels; frame.originX/Y is its top-left on the root
+        // window). Null draws nothing. Screen thread; never for windows.
+        std::function<void(VideoFrame& frame, const RVRect& captureRect)> appendMouseCursor;
+        // Shows a camera picture (main window or floating camera window).
+        // Camera thread; the picture is valid only during the call.
+        std::function<void(const PixelBufferView& frame)> cameraPreview;
+        // The input level meter. Audio thread.
+        std::function<void(const AudioSampleBuffer& buffer)> audioVolum;
+        // The delegate's recordScreenTimeDuration (whole seconds). Any capture thread.
+        std::function<void(long seconds)> recordScreenTimeDuration;
+    };
+
+    // `now` is the clock used when a source gives no capture time (tests
+    // pass a fake one).
+    FrameCompositor(CompositorState& state, EncodeManager& session, std::function<double()> now);
+    ~FrameCompositor();
+
+    void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+    Hooks& hooks() { return hooks_; }
+
+    void screenFrame(const VideoFramePtr& frame);
+    void cameraFrame(const VideoFramePtr& frame);
+    void audioBuffer(const AudioSampleBuffer& buffer, double captureTime);
+
+    // A picture of exactly width x height: the frame itself when it has that
+    // size, otherwise a scaled copy (the recorded size is fixed when encoding
+    // starts; a window that was resized still has to fit it).
+    VideoFramePtr pixelBufferFromCGImage(const VideoFramePtr& frame, int width, int height);
+
+    // Main thread: waits until every frame accepted so far reached the
+    // encoder (before its trailers are pushed).
+    void drain() { pushQueue_->drain(); }
+    uint64_t droppedFrames() const { return pushQueue_->droppedFrames(); }
+    uint64_t pushedFrames() const { return pushQueue_->pushedFrames(); }
+    // Audio buffers that arrived, pushed or not (a sound source that is
+    // flowing, before a recording starts).
+    uint64_t audioBuffersReceived() const { return audioBuffersReceived_.load(); }
+
+    // Held while the camera branch sets the session's picture parameters;
+    // the controller holds it while it hands them to the encoder.
+    std::mutex& sessionConfigMutex() { return sessionConfigMutex_; }
+
+    // Mirrors a picture left to right, in place.
+    static void mirrorHorizontally(PixelBufferView& frame);
+
+private:
+    bool isRecordingStatus() const;
+    void stampAndPush(const VideoFramePtr& frame);
+    void reportDuration();
+
+    CompositorState& state_;
+    EncodeManager& session_;
+    std::function<double()> now_;
+    Hooks hooks_;
+    std::unique_ptr<FramePushQueue> pushQueue_;
+    std::shared_ptr<FramePool> scalePool_;
+    std::atomic<double> lastTimestampMs_{0};
+    std::atomic<uint64_t> audioBuffersReceived_{0};
+    std::mutex sessionConfigMutex_;
+};

@@ -1,0 +1,36 @@
+#include "engine/capture/RecordingClock.h"
+
+#include <numeric>
+
+void RecordingClock::reset() {
+    startDate_ = 0;
+    fileTimes_ = std::make_shared<const Durations>();
+}
+
+void RecordingClock::firstFrame(double now) {
+    double expected = 0;
+    if (startDate_.load() != 0)
+        return;
+    // Only one capture thread wins the start; the list is replaced before
+    // the start date is published so no frame sums an old list.
+    fileTimes_ = std::make_shared<const Durations>();
+    startDate_.compare_exchange_strong(expected, now);
+}
+
+double RecordingClock::timestamp(double now) const {
+    const auto times = fileTimes_.load();
+    return now - startDate_.load() + std::accumulate(times->begin(), times->end(), 0.0);
+}
+
+void RecordingClock::pause(double now) {
+    const double start = startDate_.load();
+    if (start == 0)
+        return;
+    auto next = std::make_shared<Durations>(*fileTimes_.load());
+    next->push_back(now - start);
+    fileTimes_ = std::move(next);
+}
+
+void RecordingClock::resume(double now) {
+    startDate_ = now;
+}

@@ -1,0 +1,178 @@
+#include "MediaProbe.h"
+
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace probe {
+
+std::string run(const std::string& command, int* status) {
+    std::string out;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return out;
+    char buffer[65536];
+    std::size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+        out.append(buffer, n);
+    const int rc = pclose(pipe);
+    if (status)
+        *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    return out;
+}
+
+std::string quote(const std::string& text) {
+    std::string q = "'";
+    for (char c : text)
+        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+Media probe(const std::string& file) {
+    Media media;
+    const std::string text =
+        run("ffprobe -v error -show_entries "
+            "stream=codec_type,codec_name,width,height,start_time,duration:format=duration "
+            "-of flat " +
+            quote(file));
+    std::istringstream lines(text);
+    std::string line;
+    while (std::getline(lines, line)) {
+        const auto eq = line.find('=');
+        if (eq == std::string::npos)
+            continue;
+        std::string key = line.substr(0, eq);
+        std::string value = line.substr(eq + 1);
+        if (value.size() >= 2 && value.front() == '"')
+            value = value.substr(1, value.size() - 2);
+        if (key == "format.duration") {
+            media.duration = std::atof(value.c_str());
+            continue;
+        }
+        unsigned index = 0;
+        char field[64] = {};
+        if (std::sscanf(key.c_str(), "streams.stream.%u.%63s", &index, field) != 2)
+            continue;
+        if (media.streams.size() <= index)
+            media.streams.resize(index + 1);
+        Stream& s = media.streams[index];
+        const std::string f = field;
+        if (f == "codec_type")
+            s.type = value;
+        else if (f == "codec_name")
+            s.codec = value;
+        else if (f == "width")
+            s.width = std::atoi(value.c_str());
+        else if (f == "height")
+            s.height = std::atoi(value.c_str());
+        else if (f == "start_time")
+            s.startTime = std::atof(value.c_str());
+        else if (f == "duration")
+            s.duration = std::atof(value.c_str());
+    }
+    return media;
+}
+
+std::vector<uint8_t> frameAt(const std::string& file, double seconds, int width, int height) {
+    const std::string bytes = run("ffmpeg -v error -ss " + std::to_string(seconds) + " -i " + quote(file) +
+                                  " -frames:v 1 -f rawvideo -pix_fmt rgb24 -");
+    if (bytes.size() != static_cast<std::size_t>(width) * height * 3)
+        return {};
+    return std::vector<uint8_t>(bytes.begin(), bytes.end());
+}
+
+double audioLevel(const std::string& file, double from, double to) {
+    const std::string bytes =
+        run("ffmpeg -v error -ss " + std::to_string(from) + " -t " + std::to_string(to - from) + " -i " +
+            quote(file) + " -vn -f s16le -ac 1 -ar 8000 -");
+    const std::size_t count = bytes.size() / 2;
+    if (count == 0)
+        return 0;
+    double sum = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        int16_t v;
+        std::memcpy(&v, bytes.data() + i * 2, 2);
+        sum += static_cast<double>(v) * v;
+    }
+    return std::sqrt(sum / static_cast<double>(count));
+}
+
+Child::Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+             const std::string& stderrFile) {
+    int fds[2];
+    if (pipe(fds) != 0)
+        return;
+    pid_ = fork();
+    if (pid_ == 0) {
+        // A group of its own, so a shell pipeline goes down as one.
+        setpgid(0, 0);
+        if (!stderrFile.empty()) {
+            const int err = open(stderrFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            dup2(err, STDERR_FILENO);
+            close(err);
+        }
+        dup2(fds[1], STDOUT_FILENO);
+        close(fds[0]);
+        close(fds[1]);
+        for (const auto& [k, v] : env)
+            setenv(k.c_str(), v.c_str(), 1);
+        std::vector<char*> args;
+        for (const auto& a : argv)
+            args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        execv(args[0], args.data());
+        _exit(127);
+    }
+    close(fds[1]);
+    stdoutFd_ = fds[0];
+}
+
+Child::~Child() {
+    if (pid_ > 0) {
+        kill(-pid_, SIGKILL);
+        wait();
+    }
+    if (stdoutFd_ >= 0)
+        close(stdoutFd_);
+}
+
+void Child::signal(int signo) {
+    if (pid_ > 0)
+        kill(-pid_, signo);
+}
+
+bool Child::running() {
+    if (pid_ <= 0)
+        return false;
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) != pid_)
+        return true;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    pid_ = -1;
+    return false;
+}
+
+int Child::wait(std::string* out) {
+    std::string text;
+    char buffer[4096];
+    ssize_t n;
+    while (stdoutFd_ >= 0 && (n = read(stdoutFd_, buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<std::size_t>(n));
+    if (pid_ > 0) {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    pid_ = -1;
+    if (out)
+        *out = text;
+    return status_;
+}
+
+} // namespace probe

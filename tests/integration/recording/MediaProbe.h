@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+// Small helpers over the ffmpeg tools and child processes for the recording
+// tests.
+namespace probe {
+
+struct Stream {
+    std::string type; // "video" / "audio"
+    std::string codec;
+    int width = 0;
+    int height = 0;
+    double startTime = 0;
+    double duration = 0;
+};
+struct Media {
+    std::vector<Stream> streams;
+    double duration = 0;
+    const Stream* stream(const std::string& type) const {
+        for (const auto& s : streams)
+            if (s.type == type)
+                return &s;
+        return nullptr;
+    }
+};
+
+// Runs `command` through the shell; its stdout, and the exit status in `status`.
+std::string run(const std::string& command, int* status = nullptr);
+std::string quote(const std::string& text);
+Media probe(const std::string& file);
+// One RGB24 picture of the video at `seconds`.
+std::vector<uint8_t> frameAt(const std::string& file, double seconds, int width, int height);
+// Root mean square of the mono 16-bit audio between the two times (0..32767).
+double audioLevel(const std::string& file, double from, double to);
+
+// A child process with its stdout in a pipe.
+class Child {
+public:
+    // `argv[0]` is a full path; stderr goes to `stderrFile` when given.
+    Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env = {},
+          const std::string& stderrFile = {});
+    ~Child();
+    void signal(int signo);
+    // Waits for the end; returns the exit status, stdout in `out`.
+    int wait(std::string* out = nullptr);
+    int pid() const { return pid_; }
+    // False once the process has ended (it is then collected, not left a zombie).
+    bool running();
+
+private:
+    int pid_ = -1;
+    int stdoutFd_ = -1;
+    int status_ = -1;
+};
+
+} // namespace probe

@@ -1,0 +1,284 @@
+// End-to-end recordings on the test desktop (Xvfb + its own sound server):
+// each kind recorded through `framedeck record`, the files checked with
+// ffprobe / ffmpeg.
+#include "MediaProbe.h"
+
+#include <QTemporaryDir>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <thread>
+#include <xcb/xcb.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const std::string kTool = FRAMEDECK_BINARY_DIR "/bin/framedeck_record_tool";
+
+std::string env(const char* name, const char* fallback = "") {
+    const char* v = std::getenv(name);
+    return v && *v ? v : fallback;
+}
+
+// A plain X window of one colour, moved on request.
+class TestWindow {
+public:
+    TestWindow(int x, int y, int w, int h, uint32_t rgb) {
+        c_ = xcb_connect(nullptr, nullptr);
+        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+        id_ = xcb_generate_id(c_);
+        const uint32_t values[] = {rgb};
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, id_, screen->root, static_cast<int16_t>(x),
+                          static_cast<int16_t>(y), static_cast<uint16_t>(w), static_cast<uint16_t>(h), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, values);
+        const char title[] = "framedeck test window";
+        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                            sizeof title - 1, title);
+        xcb_map_window(c_, id_);
+        xcb_aux_sync();
+    }
+    ~TestWindow() {
+        xcb_destroy_window(c_, id_);
+        xcb_flush(c_);
+        xcb_disconnect(c_);
+    }
+    void move(int x, int y) {
+        const uint32_t values[] = {static_cast<uint32_t>(x), static_cast<uint32_t>(y)};
+        xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+        xcb_aux_sync();
+    }
+    uint32_t id() const { return id_; }
+
+private:
+    // A round trip: the server has done everything asked so far.
+    void xcb_aux_sync() { free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
+    xcb_connection_t* c_;
+    uint32_t id_;
+};
+
+class Recording : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (env("DISPLAY").empty() || env("PULSE_SERVER").empty())
+            GTEST_SKIP() << "needs the test desktop (scripts/test-desktop run -- ...)";
+        ASSERT_TRUE(dir.isValid());
+    }
+    std::string path(const std::string& name) const {
+        return dir.filePath(QString::fromStdString(name)).toStdString();
+    }
+
+    // Starts the recorder; stderr goes to a log file the test can watch.
+    std::unique_ptr<probe::Child> record(std::vector<std::string> flags,
+                                         std::map<std::string, std::string> extraEnv = {}) {
+        flags.insert(flags.begin(), {kTool, "record"});
+        log = path("record" + std::to_string(++runs) + ".log");
+        return std::make_unique<probe::Child>(flags, extraEnv, log);
+    }
+    // Polls the recorder's log until the encoder has started.
+    bool waitForStart(probe::Child& child) {
+        for (;;) {
+            std::ifstream in(log);
+            const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            if (text.find("====开始编码") != std::string::npos)
+                return true;
+            if (!child.running())
+                return false;
+            std::this_thread::sleep_for(50ms);
+        }
+    }
+    // A 440 Hz tone played into `sink` until the child is destroyed.
+    std::unique_ptr<probe::Child> playTone(const std::string& sink) {
+        const std::string tone = path("tone.raw");
+        probe::run("sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 " + probe::quote(tone) +
+                   " synth 20 sine 440");
+        return std::make_unique<probe::Child>(std::vector<std::string>{
+            "/bin/sh", "-c",
+            "exec pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1 -d " +
+                sink + " < " + probe::quote(tone)});
+    }
+    static std::string readLog(const std::string& file) {
+        std::ifstream in(file);
+        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    }
+
+    QTemporaryDir dir;
+    std::string log;
+    int runs = 0;
+};
+
+void expectColor(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t expected) {
+    ASSERT_FALSE(rgb.empty()) << "no picture decoded";
+    const std::size_t i = (static_cast<std::size_t>(y) * width + x) * 3;
+    const int r = static_cast<int>(expected >> 16 & 0xff), g = static_cast<int>(expected >> 8 & 0xff),
+              b = static_cast<int>(expected & 0xff);
+    // Colour conversion to 4:2:0 and back moves values by a few steps.
+    EXPECT_NEAR(rgb[i], r, 16) << "red at " << x << "," << y;
+    EXPECT_NEAR(rgb[i + 1], g, 16) << "green at " << x << "," << y;
+    EXPECT_NEAR(rgb[i + 2], b, 16) << "blue at " << x << "," << y;
+}
+
+} // namespace
+
+TEST_F(Recording, FullScreenWithSystemAudioHoldsATonePlayedAfterTheStart) {
+    const std::string out = path("full.mp4");
+    auto recorder = record({"--seconds", "4", "--fps", "10", "--audio", "system", "--output", out});
+    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    std::this_thread::sleep_for(1500ms);
+    auto tone = playTone(env("FRAMEDECK_DESKTOP_SINK", "speakers"));
+    std::string printed;
+    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    tone.reset();
+    EXPECT_EQ(printed, out + "\n");
+
+    const probe::Media media = probe::probe(out);
+    const probe::Stream* video = media.stream("video");
+    const probe::Stream* audio = media.stream("audio");
+    ASSERT_TRUE(video && audio);
+    EXPECT_EQ(video->width, 1920);
+    EXPECT_EQ(video->height, 1080);
+    EXPECT_NEAR(video->duration, 4, 0.5);
+    EXPECT_NEAR(audio->duration, 4, 0.5);
+    EXPECT_NEAR(video->startTime, audio->startTime, 0.1) << "sound and picture do not start together";
+    EXPECT_LT(probe::audioLevel(out, 0, 1.0), 300) << "the tone is there before it was played";
+    EXPECT_GT(probe::audioLevel(out, 2.6, 3.6), 3000) << "the tone played during the recording is missing";
+}
+
+TEST_F(Recording, AreaDecodesToTheColourUnderIt) {
+    TestWindow window(200, 150, 400, 300, 0x3060c0);
+    std::this_thread::sleep_for(300ms); // the compositor paints the new window
+    const std::string out = path("area.mov");
+    auto recorder = record(
+        {"--area", "250,200,160,120", "--audio", "none", "--seconds", "2", "--fps", "10", "--output", out});
+    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video"));
+    EXPECT_FALSE(media.stream("audio"));
+    EXPECT_EQ(media.stream("video")->width, 160);
+    EXPECT_EQ(media.stream("video")->height, 120);
+    EXPECT_NEAR(media.duration, 2, 0.4);
+    const auto rgb = probe::frameAt(out, 1.0, 160, 120);
+    expectColor(rgb, 160, 80, 60, 0x3060c0);
+    expectColor(rgb, 160, 5, 5, 0x3060c0);
+}
+
+TEST_F(Recording, WindowKindFollowsTheWindowAsItMoves) {
+    TestWindow window(100, 100, 320, 240, 0x20c040);
+    std::this_thread::sleep_for(300ms);
+    const std::string out = path("window.mp4");
+    auto recorder = record({"--mode", "window", "--window", std::to_string(window.id()), "--audio", "none",
+                            "--seconds", "3", "--fps", "10", "--output", out});
+    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    for (int step = 1; step <= 20; ++step) {
+        window.move(100 + step * 40, 100 + step * 15);
+        std::this_thread::sleep_for(100ms);
+    }
+    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video"));
+    EXPECT_EQ(media.stream("video")->width, 320);
+    EXPECT_EQ(media.stream("video")->height, 240);
+    for (double t : {0.5, 1.5, 2.5})
+        expectColor(probe::frameAt(out, t, 320, 240), 320, 160, 120, 0x20c040);
+}
+
+TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
+    const std::string out = path("camera.mp4");
+    auto recorder = record({"--mode", "camera", "--audio", "none", "--seconds", "2", "--output", out},
+                           {{"FRAMEDECK_TEST_CAMERA", "1"}});
+    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video"));
+    EXPECT_EQ(media.stream("video")->width, 640);
+    EXPECT_EQ(media.stream("video")->height, 480);
+    EXPECT_NEAR(media.duration, 2, 0.4);
+    // The bars run white ... black; the first-run setting mirrors the camera.
+    const auto rgb = probe::frameAt(out, 1.0, 640, 480);
+    expectColor(rgb, 640, 20, 20, 0x000000);
+    expectColor(rgb, 640, 620, 20, 0xffffff);
+}
+
+TEST_F(Recording, AudioOnlyFilesFromTheMicrophoneHaveTheirLength) {
+    auto tone = playTone(env("FRAMEDECK_DESKTOP_MIC_FEED", "fake_mic_feed"));
+    for (const char* format : {"mp3", "wav", "m4a"}) {
+        SCOPED_TRACE(format);
+        const std::string out = path(std::string("mic.") + format);
+        auto recorder = record({"--mode", "audio", "--audio", "mic", "--seconds", "2", "--output", out});
+        ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+        const probe::Media media = probe::probe(out);
+        ASSERT_TRUE(media.stream("audio"));
+        EXPECT_FALSE(media.stream("video"));
+        EXPECT_NEAR(media.duration, 2, 0.25);
+        EXPECT_GT(probe::audioLevel(out, 0.5, 1.5), 3000) << "the microphone's tone is missing";
+    }
+}
+
+TEST_F(Recording, PausedTimeIsLeftOutAndSigintEndsCleanly) {
+    const std::string out = path("pause.mp4");
+    auto recorder = record({"--audio", "system", "--fps", "10", "--output", out});
+    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    std::this_thread::sleep_for(1500ms);
+    recorder->signal(SIGUSR1);
+    std::this_thread::sleep_for(2000ms);
+    recorder->signal(SIGUSR1);
+    std::this_thread::sleep_for(1500ms);
+    recorder->signal(SIGINT);
+    std::string printed;
+    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    EXPECT_EQ(printed, out + "\n");
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video") && media.stream("audio"));
+    EXPECT_NEAR(media.stream("video")->duration, 3, 0.5) << "the pause is in the file";
+    EXPECT_NEAR(media.stream("audio")->duration, 3, 0.5) << "the pause is in the sound";
+}
+
+TEST_F(Recording, BadRequestsFailWithTheirOwnStatusAndNoOutput) {
+    struct Case {
+        std::vector<std::string> flags;
+        std::map<std::string, std::string> env;
+        int status;
+    };
+    const std::vector<Case> cases = {
+        {{"--mode", "sideways"}, {}, 2},
+        {{"--area", "1800,1000,400,300", "--audio", "none"}, {}, 2},
+        {{"--mode", "window", "--window", "0x7fffffff", "--audio", "none"}, {}, 2},
+        {{"--seconds", "1", "--audio", "none"}, {{"DISPLAY", ":9999"}}, 3},
+        {{"--mode", "audio", "--seconds", "1"}, {{"PULSE_SERVER", "unix:/nonexistent/socket"}}, 4},
+        {{"--seconds", "1", "--audio", "none", "--output", "/proc/framedeck/out.mp4"}, {}, 5},
+    };
+    for (const Case& c : cases) {
+        auto recorder = record(c.flags, c.env);
+        std::string printed;
+        EXPECT_EQ(recorder->wait(&printed), c.status) << readLog(log);
+        EXPECT_EQ(printed, "") << "stdout is for written files only";
+    }
+}
+
+TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
+    int status = 0;
+    const std::string module =
+        probe::run("pactl load-module module-null-sink sink_name=fd_vanishing", &status);
+    ASSERT_EQ(status, 0);
+    const std::string sink = env("FRAMEDECK_DESKTOP_SINK", "speakers");
+    // System audio follows the default sink; this one is about to go away.
+    probe::run("pactl set-default-sink fd_vanishing");
+    const std::string out = path("vanish.mp4");
+    auto recorder = record({"--audio", "system", "--seconds", "4", "--fps", "10", "--output", out});
+    const bool started = waitForStart(*recorder);
+    probe::run("pactl set-default-sink " + sink);
+    std::this_thread::sleep_for(1000ms);
+    probe::run("pactl unload-module " + module);
+    ASSERT_TRUE(started) << readLog(log);
+    std::string printed;
+    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    EXPECT_EQ(printed, out + "\n");
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video"));
+    EXPECT_NEAR(media.stream("video")->duration, 4, 0.5) << "video stopped with the sound";
+    // The server moves the stream to another source; the time that costs is
+    // filled with silence, so the sound keeps pace with the picture.
+    ASSERT_TRUE(media.stream("audio"));
+    EXPECT_NEAR(media.stream("audio")->duration, media.stream("video")->duration, 0.5);
+}

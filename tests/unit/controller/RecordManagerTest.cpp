@@ -1,0 +1,241 @@
+#include "FakeCapture.h"
+#include "core/EMLog.h"
+#include "core/KeyValueStore.h"
+#include "engine/EncodeManager.h"
+#include "engine/controller/RVRecordManager.h"
+
+#include <QTemporaryDir>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace {
+
+// A controller over fakes and a real encoder session writing into a temp folder.
+class RecordManagerTest : public ::testing::Test {
+protected:
+    RecordManagerTest() {
+        auto f = std::make_unique<FakeFactory>();
+        factory = f.get();
+        RVRecordManager::Collaborators c;
+        c.captureFactory = std::move(f);
+        c.settings = &settings;
+        c.clock = [this] {
+            return now;
+        };
+        manager = std::make_unique<RVRecordManager>(std::move(c));
+        RVRecordHost host;
+        host.runOnMainThread = [this](std::function<void()> task) {
+            posted.push_back(std::move(task));
+        };
+        host.openSelectionWindows = [this](const std::vector<WindowInfo>&) {
+            ++selectionOpened;
+        };
+        host.captureSessionRuntimeError = [this](const std::string& source, const std::string&) {
+            errors.push_back(source);
+        };
+        host.showDuration = [this](const std::string& time, const std::string& size) {
+            shownTime = time;
+            shownSize = size;
+        };
+        manager->setHost(host);
+    }
+
+    RecordRequest request(unsigned videoType, RVRect rect, unsigned audioType = 3) {
+        RecordRequest r;
+        r.recordVideoType = videoType;
+        r.recordAudioType = audioType;
+        r.captureRect = rect;
+        r.fps = 10;
+        r.videoBitrate = 3000;
+        r.outputPath = dir.filePath("out.mp4").toStdString();
+        return r;
+    }
+    void runPosted() {
+        auto tasks = std::move(posted);
+        posted.clear();
+        for (auto& t : tasks)
+            t();
+    }
+    uint64_t pushedAfterDrain() {
+        manager->compositor().drain();
+        return manager->compositor().pushedFrames();
+    }
+
+    QTemporaryDir dir;
+    MemoryKeyValueStore settings;
+    FakeFactory* factory = nullptr;
+    double now = 100;
+    std::unique_ptr<RVRecordManager> manager;
+    std::vector<std::function<void()>> posted;
+    int selectionOpened = 0;
+    std::vector<std::string> errors;
+    std::string shownTime;
+    std::string shownSize;
+};
+
+} // namespace
+
+TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
+    manager->configure(request(1, {10, 20, 64, 48}));
+    manager->startRecording();
+    EXPECT_EQ(manager->status, 1u);
+    EXPECT_TRUE(manager->isWorking);
+    ASSERT_TRUE(manager->hasScreenSession());
+    ASSERT_EQ(factory->screenRequests.size(), 1u);
+    EXPECT_EQ(factory->screenRequests[0].captureRect, (RVRect{10, 20, 64, 48}));
+    EXPECT_EQ(manager->encodeManager().imageSize.width, 64);
+    EXPECT_EQ(manager->encodeManager().imageSize.height, 48);
+    ASSERT_TRUE(manager->encodeManager().isWorking);
+
+    factory->screen->emitFrame(101.0);
+    factory->screen->emitFrame(101.1);
+    EXPECT_DOUBLE_EQ(manager->startDate(), 101.0);
+    EXPECT_EQ(pushedAfterDrain(), 2u);
+
+    now = 101.5;
+    manager->pauseRecording();
+    EXPECT_EQ(manager->status, 2u);
+    EXPECT_FALSE(manager->isWorking);
+    factory->screen->emitFrame(101.6);
+    EXPECT_EQ(pushedAfterDrain(), 2u) << "a frame was recorded while paused";
+    ASSERT_EQ(manager->fileTimes()->size(), 1u);
+    EXPECT_DOUBLE_EQ(manager->fileTimes()->at(0), 0.5);
+
+    manager->readyToRecordScreen();
+    EXPECT_EQ(selectionOpened, 0) << "the selection opened during a recording";
+
+    now = 200;
+    manager->resumeRecording();
+    EXPECT_EQ(manager->status, 3u);
+    factory->screen->emitFrame(200.2);
+    EXPECT_EQ(pushedAfterDrain(), 3u);
+
+    manager->stopCapture();
+    EXPECT_EQ(manager->status, 3u);
+    EXPECT_FALSE(manager->isWorking);
+
+    manager->stopRecording();
+    EXPECT_EQ(manager->status, 0u);
+    EXPECT_FALSE(manager->encodeManager().isWorking);
+    EXPECT_FALSE(manager->hasScreenSession());
+    EXPECT_GT(std::filesystem::file_size(dir.filePath("out.mp4").toStdString()), 0u);
+
+    manager->readyToRecordScreen();
+    EXPECT_EQ(selectionOpened, 1);
+}
+
+TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
+    manager->configure(request(0, {}));
+    manager->startRecording();
+    EXPECT_EQ(manager->encodeManager().imageSize.width, 320);
+    EXPECT_EQ(manager->encodeManager().imageSize.height, 240);
+    ASSERT_EQ(factory->screenRequests.size(), 1u);
+    EXPECT_TRUE(factory->screenRequests[0].captureRect.isZero());
+    manager->stopRecording();
+}
+
+TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
+    factory->windows = {{7, "Term", "front", {0, 0, 10, 10}}, {42, "App", "chosen", {3, 5, 101, 57}}};
+    RecordRequest r = request(2, {3, 5, 101, 57});
+    r.selectedWindowNumber = 42;
+    r.selectedWindowName = "chosen";
+    manager->configure(r);
+    manager->startRecording();
+    EXPECT_EQ(RVRect(manager->captureRect), (RVRect{2, 4, 100, 56}));
+    ASSERT_EQ(factory->windowRequests.size(), 1u);
+    EXPECT_EQ(factory->windowRequests[0].window, 42u);
+    EXPECT_EQ(factory->windowRequests[0].width, 100);
+    EXPECT_EQ(factory->windowRequests[0].height, 56);
+    EXPECT_EQ(manager->encodeManager().imageSize.width, 100);
+    ASSERT_EQ(manager->desktopElements.size(), 1u);
+    EXPECT_EQ(manager->desktopElements[0].number, 42u);
+    factory->screen->emitFrame(101);
+    EXPECT_EQ(pushedAfterDrain(), 1u);
+    manager->stopRecording();
+}
+
+TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
+    RecordRequest r = request(3, {});
+    r.isCaptrueMirrored = true;
+    manager->configure(r);
+    PixelBufferView previewed;
+    FrameCompositor::Hooks hooks;
+    hooks.cameraPreview = [&](const PixelBufferView& p) {
+        previewed = p;
+    };
+    manager->setCompositorHooks(hooks);
+    manager->startRecording();
+    ASSERT_TRUE(manager->hasVideoSession());
+    EXPECT_FALSE(manager->hasScreenSession());
+    EXPECT_EQ(manager->encodeManager().imageSize.width, 64);
+    EXPECT_EQ(manager->encodeManager().imageSize.height, 48);
+    factory->camera->emitFrame(101);
+    EXPECT_EQ(previewed.width, 64);
+    EXPECT_EQ(pushedAfterDrain(), 1u);
+    manager->stopRecording();
+
+    uint32_t row[4] = {1, 2, 3, 4};
+    PixelBufferView view{reinterpret_cast<uint8_t*>(row), 4, 1, 16};
+    FrameCompositor::mirrorHorizontally(view);
+    EXPECT_EQ(row[0], 4u);
+    EXPECT_EQ(row[3], 1u);
+}
+
+TEST_F(RecordManagerTest, LostAudioIsReportedAndVideoGoesOn) {
+    manager->configure(request(1, {0, 0, 64, 48}, 1));
+    manager->switchRecordType(1);
+    EXPECT_EQ(manager->encodeManager().audioBitrate, 12800);
+    EXPECT_EQ(manager->encodeManager().audioSamples, 44100);
+    EXPECT_EQ(manager->encodeManager().audioChannels, 2);
+    manager->startCapture();
+    ASSERT_TRUE(manager->hasAudioSession());
+    ASSERT_EQ(factory->audioRequests.size(), 1u);
+    EXPECT_EQ(factory->audioRequests[0].device, "") << "the microphone is the default source";
+    EXPECT_EQ(factory->audioRequests[0].sampleRate, 44100);
+    manager->startRecording();
+    factory->audio->emitAudio(441);
+    EXPECT_EQ(manager->encodeManager().nTotalAudiosize, 441 * 8);
+
+    factory->audio->fail("device gone");
+    EXPECT_TRUE(manager->hasAudioSession()) << "handled off the main thread";
+    runPosted();
+    EXPECT_FALSE(manager->hasAudioSession());
+    EXPECT_EQ(errors, std::vector<std::string>{"audio"});
+    ASSERT_TRUE(manager->hasScreenSession());
+    factory->screen->emitFrame(101);
+    EXPECT_EQ(pushedAfterDrain(), 1u);
+    manager->stopRecording();
+}
+
+TEST_F(RecordManagerTest, SystemAudioWithoutRoutingRecordsTheSpeakers) {
+    manager->configure(request(4, {}, 0));
+    manager->startCapture();
+    ASSERT_EQ(factory->audioRequests.size(), 1u);
+    EXPECT_EQ(factory->audioRequests[0].device, "@DEFAULT_MONITOR@");
+    manager->captrueAudioInputEnable(false);
+    EXPECT_FALSE(manager->hasAudioSession());
+}
+
+TEST_F(RecordManagerTest, DurationReachesDelegateAndLabels) {
+    std::vector<long> reported;
+    RVRecordAudioManagerDelegate delegate;
+    delegate.recordScreenTimeDuration = [&](long s) {
+        reported.push_back(s);
+    };
+    manager->delegate = &delegate;
+    manager->configure(request(1, {0, 0, 64, 48}));
+    manager->startRecording();
+    factory->screen->emitFrame(101);
+    EXPECT_EQ(reported.size(), 1u);
+    manager->timerDurationTimeOut();
+    runPosted();
+    EXPECT_EQ(shownTime, "00:00:00");
+    EXPECT_EQ(shownSize.rfind("0.", 0), 0u) << shownSize;
+    manager->stopRecording();
+    manager->delegate = nullptr;
+}
+
+TEST_F(RecordManagerTest, WideCaptureRectangleIsKept) {
+    manager->setCaptureRect({0, 0, 1920, 1080});
+    EXPECT_EQ(RVRect(manager->captureRect), (RVRect{0, 0, 1920, 1080}));
+}

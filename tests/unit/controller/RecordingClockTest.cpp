@@ -1,0 +1,103 @@
+#include "engine/capture/RecordingClock.h"
+
+#include "engine/controller/RecordingTexts.h"
+#include "platform/v4l2/V4l2Camera.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+TEST(RecordingClock, PausedTimeIsLeftOutOfTimestamps) {
+    RecordingClock clock;
+    clock.reset();
+    const double t0 = 1000;
+    clock.firstFrame(t0);
+    EXPECT_DOUBLE_EQ(clock.startDate(), t0);
+    EXPECT_DOUBLE_EQ(clock.timestamp(t0), 0);
+    // A later frame does not restart the clock.
+    clock.firstFrame(t0 + 5);
+    EXPECT_DOUBLE_EQ(clock.timestamp(t0 + 5), 5);
+
+    // Pause 10 s after the first frame, resume a long while later.
+    clock.pause(t0 + 10);
+    clock.resume(t0 + 500);
+    EXPECT_DOUBLE_EQ(clock.timestamp(t0 + 500), 10);
+    EXPECT_DOUBLE_EQ(clock.timestamp(t0 + 502.5), 12.5);
+}
+
+TEST(RecordingClock, TwoPausesSumTheirStretches) {
+    RecordingClock clock;
+    clock.reset();
+    clock.firstFrame(100);
+    clock.pause(104);
+    clock.resume(200);
+    clock.pause(206);
+    ASSERT_EQ(*clock.fileTimes(), (RecordingClock::Durations{4, 6}));
+    clock.resume(300);
+    EXPECT_DOUBLE_EQ(clock.timestamp(300), 10);
+
+    // A new recording starts from nothing again.
+    clock.reset();
+    EXPECT_TRUE(clock.fileTimes()->empty());
+    EXPECT_EQ(clock.startDate(), 0);
+}
+
+TEST(RecordingClock, ListIsReplacedNeverEditedInPlace) {
+    RecordingClock clock;
+    clock.reset();
+    clock.firstFrame(10);
+    const auto seenByAFrame = clock.fileTimes();
+    clock.pause(12);
+    EXPECT_TRUE(seenByAFrame->empty()) << "a reader's list changed under it";
+    EXPECT_EQ(clock.fileTimes()->size(), 1u);
+}
+
+TEST(RecordingClock, PauseBeforeTheFirstFrameKeepsNoStretch) {
+    RecordingClock clock;
+    clock.reset();
+    clock.pause(50);
+    clock.resume(60);
+    clock.firstFrame(61);
+    EXPECT_DOUBLE_EQ(clock.timestamp(61), 1);
+}
+
+TEST(RecordingRules, DurationTextWrapsHoursAtSixty) {
+    EXPECT_EQ(RecordingRules::durationText(0), "00:00:00");
+    EXPECT_EQ(RecordingRules::durationText(3725), "01:02:05");
+    EXPECT_EQ(RecordingRules::durationText(216000), "00:00:00");
+    EXPECT_EQ(RecordingRules::durationText(219599), "00:59:59");
+    EXPECT_EQ(RecordingRules::fileSizeText(1234567, "12.30 G"), "1.23 MB / 12.30 G");
+    EXPECT_EQ(RecordingRules::fileSizeText(0, ""), "0.00 MB / ");
+}
+
+TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
+    std::vector<WindowInfo> elements = {
+        {7, "Term", "front", {0, 0, 10, 10}},
+        {42, "App", "chosen", {3, 5, 101, 57}},
+        {9, "Other", "back", {1, 1, 5, 5}},
+    };
+    auto rect = RecordingRules::walkDesktopElements(elements, 42, "chosen");
+    ASSERT_TRUE(rect);
+    EXPECT_EQ(*rect, (RVRect{2, 4, 100, 56}));
+    ASSERT_EQ(elements.size(), 1u);
+    EXPECT_EQ(elements[0].number, 42u);
+
+    // A selection named like the desktop keeps every other window.
+    std::vector<WindowInfo> all = {{1, "a", "x", {}}, {2, "b", "y", {}}};
+    EXPECT_FALSE(RecordingRules::walkDesktopElements(all, 99, "Desktop"));
+    EXPECT_EQ(all.size(), 2u);
+}
+
+TEST(CameraConversion, YuyvBecomesBgra) {
+    // Two pixel pairs: white + black, then two red pixels (BT.601 limited range).
+    const uint8_t yuyv[] = {235, 128, 16, 128, 81, 90, 81, 240};
+    uint8_t out[4 * 4] = {};
+    PixelBufferView view{out, 4, 1, 16};
+    v4l2camera::yuyvToBgra(yuyv, 4, 1, 8, view);
+    const auto near = [](int a, int b) {
+        return std::abs(a - b) <= 3;
+    };
+    EXPECT_TRUE(near(out[0], 255) && near(out[1], 255) && near(out[2], 255)) << "white";
+    EXPECT_TRUE(near(out[4], 0) && near(out[5], 0) && near(out[6], 0)) << "black";
+    EXPECT_TRUE(near(out[8], 0) && near(out[9], 0) && near(out[10], 255)) << "red is B, G, R = 0, 0, 255";
+    EXPECT_EQ(out[11], 255);
+}
