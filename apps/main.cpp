@@ -1,7 +1,8 @@
+#include "FrameDeckApp.h"
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
-#include "core/EMLog.h"
 #include "cli/RecordCommand.h"
+#include "core/EMLog.h"
 #include "selection/ScreenshotCommand.h"
 #include "widgets/MainWindow.h"
 
@@ -82,15 +83,19 @@ int main(int argc, char** argv) {
                            screen->geometry().width(), screen->geometry().height(), screen->geometry().x(),
                            screen->geometry().y());
 
-    MainWindow window(*app);
+    FrameDeckApp frameDeck(*app);
+    MainWindow& window = frameDeck.mainWindow();
     window.adjustSize();
     window.resize(std::max(window.width(), 600), window.height());
     if (QScreen* screen = QGuiApplication::primaryScreen())
         window.move(screen->availableGeometry().center() - window.rect().center());
-    window.show();
+    frameDeck.show();
+    // Closing the last window ends the application, through the quit routine.
+    QApplication::setQuitOnLastWindowClosed(false);
+    QObject::connect(&application, &QApplication::lastWindowClosed, &frameDeck, &FrameDeckApp::quit);
 
     if (quitAfterSeconds > 0)
-        QTimer::singleShot(quitAfterSeconds * 1000, &application, &QApplication::quit);
+        QTimer::singleShot(quitAfterSeconds * 1000, &frameDeck, &FrameDeckApp::quit);
     const int rc = application.exec();
     app->settings().synchronize();
     return rc;

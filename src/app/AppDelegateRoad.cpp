@@ -1,5 +1,4 @@
 #include "app/AppDelegate.h"
-
 #include "app/FileListStore.h"
 #include "app/IndexTables.h"
 #include "app/SettingsSchema.h"
@@ -66,9 +65,13 @@ void AppDelegate::recordAfterScreenClicked() {
     }
 }
 
-void AppDelegate::recordAudio() { startRecordingTo(false, currentRequest()); }
+void AppDelegate::recordAudio() {
+    startRecordingTo(false, currentRequest());
+}
 
-void AppDelegate::recordVideo() { startRecordingTo(true, currentRequest()); }
+void AppDelegate::recordVideo() {
+    startRecordingTo(true, currentRequest());
+}
 
 void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
     if (!recordManager || recordManager->status != 0)
@@ -109,8 +112,9 @@ void AppDelegate::stopRoad() {
     const bool isVideo = recordVideoType != static_cast<int>(kKindAudioOnly);
     // The list gets its record first: whatever happens while the session
     // closes, the file is findable.
-    FileListStore::addRecord(plistPath(), FileListStore::recordingRecord(outputPath, fileDuration, fileSize,
-                                                                         QDateTime::currentDateTime(), isVideo));
+    FileListStore::addRecord(plistPath(),
+                             FileListStore::recordingRecord(outputPath, fileDuration, fileSize,
+                                                            QDateTime::currentDateTime(), isVideo));
     recordManager->stopRecording();
     if (isAutoStopOnce) {
         store_->setBool(S::IsAutoStop, false);
@@ -120,7 +124,8 @@ void AppDelegate::stopRoad() {
         store_->setInteger(S::SplitType, 0);
     autoStop_Duration = 0;
     generateMemoryInfo();
-    emit durationTextsChanged("00:00:00", QString::asprintf("%.2f MB / %s", 0.0, qPrintable(systemFreeSpace())));
+    emit durationTextsChanged("00:00:00",
+                              QString::asprintf("%.2f MB / %s", 0.0, qPrintable(systemFreeSpace())));
     emit recordingStopped(outputPath);
     emit fileListRequested();
     if (finshpopIndex == 2)
@@ -158,10 +163,18 @@ void AppDelegate::startSetsItemChangeAction(int item) {
         }
         autoStop_StartTime = getNowTimeTimestamp();
         switch (item) {
-        case 2: autoStop_Duration = 600; break;
-        case 3: autoStop_Duration = 1200; break;
-        case 4: autoStop_Duration = 1800; break;
-        default: emit autoStopDialogRequested(); break;
+        case 2:
+            autoStop_Duration = 600;
+            break;
+        case 3:
+            autoStop_Duration = 1200;
+            break;
+        case 4:
+            autoStop_Duration = 1800;
+            break;
+        default:
+            emit autoStopDialogRequested();
+            break;
         }
         return;
     }
@@ -200,9 +213,13 @@ void AppDelegate::audioExpChangeAction(int index) {
     store_->setInteger(S::AudioTypeIndex, index);
 }
 
-void AppDelegate::systemAudioBoxChange(int item) { applyAudioItems(item, micphoneItem()); }
+void AppDelegate::systemAudioBoxChange(int item) {
+    applyAudioItems(item, micphoneItem());
+}
 
-void AppDelegate::micphoneBoxChange(int item) { applyAudioItems(systemAudioItem(), item); }
+void AppDelegate::micphoneBoxChange(int item) {
+    applyAudioItems(systemAudioItem(), item);
+}
 
 void AppDelegate::applyAudioItems(int systemItem, int micphoneItem) {
     recordAudioType = AudioDeviceRules::recordAudioTypeForItems(systemItem, micphoneItem);

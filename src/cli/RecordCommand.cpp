@@ -183,7 +183,7 @@ int runRecordCommand(int argc, char** argv) {
     }
     if (request.recordVideoType == kVideoTypeWindow) {
         bool found = false;
-        for (const WindowInfo& w : manager.captureFactory().onScreenWindows())
+        for (const CaptureWindowInfo& w : manager.captureFactory().onScreenWindows())
             if (w.number == request.selectedWindowNumber) {
                 // What the selection overlay hands over for a window: its
                 // title and its frame's bounds, which the start evens.

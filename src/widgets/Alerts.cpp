@@ -5,7 +5,22 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+namespace {
+std::function<void(QWidget*, const QString&)>& presenter() {
+    static std::function<void(QWidget*, const QString&)> p;
+    return p;
+}
+} // namespace
+
+void setAlertPresenter(std::function<void(QWidget* parent, const QString& message)> p) {
+    presenter() = std::move(p);
+}
+
 void showModalAlert(QWidget* parent, const QString& message) {
+    if (presenter()) {
+        presenter()(parent, message);
+        return;
+    }
     QMessageBox box(parent);
     box.setIcon(QMessageBox::Information);
     box.setWindowTitle(L("Alert_Title"));

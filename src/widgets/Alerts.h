@@ -1,9 +1,14 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 
 class QWidget;
 
 // The application's modal alert: title "Alert_Title", the given (already
 // localised) message and one localised OK button. Main thread only.
 void showModalAlert(QWidget* parent, const QString& message);
+
+// Replaces how alerts are shown (tests record them instead of blocking on a
+// modal box). An empty function restores the modal box.
+void setAlertPresenter(std::function<void(QWidget* parent, const QString& message)> presenter);

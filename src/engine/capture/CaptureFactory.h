@@ -24,7 +24,7 @@ public:
     // Monitors, in RandR order (the index is the screen number).
     virtual std::vector<RVScreen> screens() = 0;
     // The on-screen windows, front to back.
-    virtual std::vector<WindowInfo> onScreenWindows() = 0;
+    virtual std::vector<CaptureWindowInfo> onScreenWindows() = 0;
     // Cameras for the camera pop-up; empty on machines without one.
     virtual std::vector<CameraInfo> cameras() = 0;
 };

@@ -34,7 +34,7 @@ struct RVScreen {
 
 // One entry of the on-screen window list, front to back. `number` is the X
 // window id; bounds are the frame's, in root coordinates.
-struct WindowInfo {
+struct CaptureWindowInfo {
     uint64_t number = 0;
     std::string ownerName;
     std::string name;

@@ -23,7 +23,7 @@ public:
         return pulsecapture::createAudioSource(request);
     }
     std::vector<RVScreen> screens() override { return x11capture::listMonitors(); }
-    std::vector<WindowInfo> onScreenWindows() override { return x11capture::listWindows(); }
+    std::vector<CaptureWindowInfo> onScreenWindows() override { return x11capture::listWindows(); }
     std::vector<CameraInfo> cameras() override {
         if (testpattern::requestedByEnvironment())
             return {{testpattern::kDeviceName, "Test pattern"}};

@@ -51,7 +51,7 @@ struct RVRecordHost {
     std::function<void(std::function<void()> task)> runOnMainThread;
     // Opens the region-selection windows, one per screen, with the window
     // list taken for them (readyToRecordScreen).
-    std::function<void(const std::vector<WindowInfo>& arrayRect)> openSelectionWindows;
+    std::function<void(const std::vector<CaptureWindowInfo>& arrayRect)> openSelectionWindows;
     // Told after the controller handled a capture failure (the alert, the
     // audio-mode pop-up). `source` is "screen", "camera" or "audio".
     std::function<void(const std::string& source, const std::string& message)> captureSessionRuntimeError;
@@ -63,7 +63,7 @@ struct RVRecordHost {
 
 // What the audio-device routing offers the controller. Empty hooks: no
 // routing, the default devices are used.
-struct RVAudioRouting {
+struct RVAudioRoutingHooks {
     // Enumerates and chooses the devices.
     std::function<void()> prepareDevice;
     // switchRecordType's routing: build the output aggregate when missing,
@@ -107,7 +107,7 @@ public:
     RVRecordManager& operator=(const RVRecordManager&) = delete;
 
     void setHost(RVRecordHost host) { host_ = std::move(host); }
-    void setAudioRouting(RVAudioRouting routing) { routing_ = std::move(routing); }
+    void setAudioRouting(RVAudioRoutingHooks routing) { routing_ = std::move(routing); }
     // Decorations of screen frames, camera preview, level meter. Set while idle.
     void setCompositorHooks(FrameCompositor::Hooks hooks);
     RVRecordAudioManagerDelegate* delegate = nullptr;
@@ -163,9 +163,9 @@ public:
     std::atomic<float> volum{0};
     RepeatingTimer checkAudioDeviceTimer;
     std::vector<uint64_t> exceptWinodwArray;
-    std::vector<WindowInfo> arrayRect;
-    std::vector<WindowInfo> desktopElements;
-    std::vector<WindowInfo> onScreenWindows;
+    std::vector<CaptureWindowInfo> arrayRect;
+    std::vector<CaptureWindowInfo> desktopElements;
+    std::vector<CaptureWindowInfo> onScreenWindows;
     std::string selectedVideoDevice;
     std::string selectInputDevice;
     // Last start failure of a source ("" when all started), for callers that
@@ -185,7 +185,7 @@ private:
     KeyValueStore* settings_;
     std::function<double()> now_;
     RVRecordHost host_;
-    RVAudioRouting routing_;
+    RVAudioRoutingHooks routing_;
     std::unique_ptr<FrameCompositor> compositor_;
     std::unique_ptr<CaptureSource> captureScreenSession_;
     std::unique_ptr<CaptureSource> captureVideoSession_;

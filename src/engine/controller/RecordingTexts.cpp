@@ -20,13 +20,13 @@ std::string fileSizeText(double bytes, const std::string& freeSpace) {
     return text + freeSpace;
 }
 
-std::optional<RVRect> walkDesktopElements(std::vector<WindowInfo>& desktopElements,
+std::optional<RVRect> walkDesktopElements(std::vector<CaptureWindowInfo>& desktopElements,
                                           uint64_t selectedWindowNumber,
                                           const std::string& selectedWindowName) {
     std::optional<RVRect> found;
     const bool keepOthers = selectedWindowName.find("Desktop") != std::string::npos;
     for (auto i = static_cast<long long>(desktopElements.size()) - 1; i >= 0; --i) {
-        const WindowInfo& window = desktopElements[static_cast<std::size_t>(i)];
+        const CaptureWindowInfo& window = desktopElements[static_cast<std::size_t>(i)];
         const RVRect& b = window.bounds;
         if (window.number != selectedWindowNumber) {
             EMLog::showMessage("windowDic:%s,%s,%d |||||||| %f-%f-%f-%f", window.ownerName.c_str(),

@@ -22,7 +22,7 @@ std::string fileSizeText(double bytes, const std::string& freeSpace);
 // contains "Desktop", removed from the list. The selected window's bounds,
 // each rounded down to an even number, are the result (nullopt when the
 // window is not in the list).
-std::optional<RVRect> walkDesktopElements(std::vector<WindowInfo>& desktopElements,
+std::optional<RVRect> walkDesktopElements(std::vector<CaptureWindowInfo>& desktopElements,
                                           uint64_t selectedWindowNumber,
                                           const std::string& selectedWindowName);
 

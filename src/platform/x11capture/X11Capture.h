@@ -26,7 +26,7 @@ std::vector<RVScreen> listMonitors();
 // Top-level windows that are shown, front to back, with their frames'
 // geometry in root coordinates: the window manager's stacking list
 // (_NET_CLIENT_LIST_STACKING) when there is one, the root's children otherwise.
-std::vector<WindowInfo> listWindows();
+std::vector<CaptureWindowInfo> listWindows();
 
 // "ScreenOutputQueue": grabs `captureRect` of the monitor (all of it when
 // zero) every 1/fps seconds on a fixed schedule.

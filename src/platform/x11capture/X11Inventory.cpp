@@ -113,7 +113,7 @@ std::vector<RVScreen> listMonitors() {
     return screens;
 }
 
-std::vector<WindowInfo> listWindows() {
+std::vector<CaptureWindowInfo> listWindows() {
     std::string error;
     XcbDisplay display = connectDisplay(error);
     if (!display.connection)
@@ -131,7 +131,7 @@ std::vector<WindowInfo> listWindows() {
     }
     const xcb_atom_t netWmName = internAtom(c, "_NET_WM_NAME");
     const xcb_atom_t utf8 = internAtom(c, "UTF8_STRING");
-    std::vector<WindowInfo> windows;
+    std::vector<CaptureWindowInfo> windows;
     // Both lists run bottom to top; the window list runs front to back.
     for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) {
         const xcb_window_t window = *it;
@@ -144,7 +144,7 @@ std::vector<WindowInfo> listWindows() {
             xcb_get_geometry_reply(c, xcb_get_geometry(c, frame), nullptr));
         if (!geometry)
             continue;
-        WindowInfo info;
+        CaptureWindowInfo info;
         info.number = window;
         info.name = stringProperty(c, window, netWmName, utf8);
         if (info.name.empty())

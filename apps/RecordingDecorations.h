@@ -1,0 +1,40 @@
+#pragma once
+
+#include "engine/capture/FrameCompositor.h"
+#include "overlays/CursorEffects.h"
+#include "overlays/FrameDecorator.h"
+#include "overlays/Watermark.h"
+#include "platform/x11input/ClickListener.h"
+
+#include <QRect>
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+// Puts the cursor, its highlight, the click ring and the watermark into every
+// screen frame: owns the click listener, the shared click and watermark
+// state, and the per-recording decorator used on the screen thread.
+class RecordingDecorations {
+public:
+    explicit RecordingDecorations(WatermarkState& watermark);
+    ~RecordingDecorations();
+
+    // Main thread, before each recording: the switches and the primary
+    // monitor (its bottom-left corner is the origin of the decoration space).
+    void prepare(const CursorEffectFlags& flags, const QRect& primaryInRoot, bool decorate);
+    // The compositor hook; runs on the screen thread.
+    std::function<void(VideoFrame&, const RVRect&)> hook();
+
+private:
+    void decorate(VideoFrame& frame);
+
+    WatermarkState& watermark_;
+    CursorClickState clicks_;
+    std::unique_ptr<x11input::ClickListener> listener_;
+    std::mutex frameMutex_; // the screen thread's per-recording objects
+    std::unique_ptr<FrameDecorator> decorator_;
+    std::unique_ptr<x11input::PointerReader> pointer_;
+    CursorEffectFlags flags_;
+    ScreenRect primary_;
+    std::atomic<bool> enabled_{false};
+};

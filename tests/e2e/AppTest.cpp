@@ -1,0 +1,206 @@
+// Drives the real FrameDeck application (main window, tray menu, file list)
+// on the test desktop and checks what it writes: recordings, screenshots and
+// the recorded-file list.
+#include "FrameDeckApp.h"
+#include "TempHome.h"
+#include "app/AppDelegate.h"
+#include "app/FileListStore.h"
+#include "widgets/Alerts.h"
+#include "widgets/FileListWindowController.h"
+#include "widgets/FileTableView.h"
+#include "widgets/MainWindow.h"
+#include "widgets/StatusItem.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QProcess>
+#include <QPushButton>
+#include <QScreen>
+#include <QTest>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+namespace {
+
+QString probe(const QString& path) {
+    QProcess p;
+    p.start("ffprobe",
+            {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
+    p.waitForFinished(-1);
+    return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+// Pictures of the windows for a person to look at: build/test-artifacts/app.
+void savePicture(QWidget* widget, const QString& name) {
+    const QString dir = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app";
+    QDir().mkpath(dir);
+    widget->grab().save(dir + "/" + name + ".png");
+}
+
+class App : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!qEnvironmentVariableIsSet("DISPLAY"))
+            GTEST_SKIP();
+        setAlertPresenter([this](QWidget*, const QString& message) { alerts << message; });
+        app = std::make_unique<AppDelegate>(std::make_unique<SettingsStore>(home.path() + "/settings.conf"),
+                                            FRAMEDECK_RESOURCE_DIR);
+        frameDeck = std::make_unique<FrameDeckApp>(*app);
+        frameDeck->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&frameDeck->mainWindow()));
+    }
+    void TearDown() override {
+        frameDeck.reset();
+        app.reset();
+        setAlertPresenter({});
+    }
+    unsigned status() { return frameDeck->recordManager().status; }
+    void chooseKind(int kind) {
+        frameDeck->mainWindow().modeButton(kind)->click();
+        QTest::qWait(50);
+    }
+    // Presses record, waits for the recording, lets it run, presses again.
+    QString recordFor(int milliseconds) {
+        frameDeck->mainWindow().recordButton()->click();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+        QTest::qWait(milliseconds);
+        frameDeck->mainWindow().recordButton()->click();
+        EXPECT_EQ(status(), 0u);
+        return app->outputPath;
+    }
+    QVariantList list() { return FileListStore::readList(AppDelegate::plistPath()); }
+
+    TempHome home;
+    QStringList alerts;
+    std::unique_ptr<AppDelegate> app;
+    std::unique_ptr<FrameDeckApp> frameDeck;
+};
+
+} // namespace
+
+TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
+    chooseKind(0);
+    savePicture(&frameDeck->mainWindow(), "main-full-screen-en");
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    QTest::qWait(1500);
+    savePicture(&frameDeck->mainWindow(), "main-recording-en");
+    frameDeck->mainWindow().pauseButton()->click();
+    EXPECT_EQ(status(), 2u);
+    QTest::qWait(1500);
+    frameDeck->mainWindow().pauseButton()->click();
+    EXPECT_NE(status(), 2u);
+    QTest::qWait(1500);
+    frameDeck->mainWindow().recordButton()->click();
+    EXPECT_EQ(status(), 0u);
+
+    const QString path = app->outputPath;
+    ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
+    const QString streams = probe(path);
+    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    const double duration = streams.section('\n', -2, -2).toDouble();
+    // About three seconds recorded; the paused second and a half is left out.
+    EXPECT_GT(duration, 2.0) << streams.toStdString();
+    EXPECT_LT(duration, 4.4) << streams.toStdString();
+
+    const QVariantList records = list();
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].toMap()["path"], path);
+    EXPECT_EQ(records[0].toMap()["isVideo"].toInt(), 1);
+    // The list opens by itself after a recording.
+    ASSERT_NE(frameDeck->fileListWindow(), nullptr);
+    EXPECT_TRUE(frameDeck->fileListWindow()->isVisible());
+    EXPECT_EQ(frameDeck->fileListWindow()->tableView->rowCount(), 1);
+    savePicture(frameDeck->fileListWindow(), "file-list-en");
+
+    // Delete from the list: record and file go.
+    frameDeck->fileListWindow()->tableView->selectRow(0);
+    frameDeck->fileListWindow()->deletedBtnAction();
+    EXPECT_TRUE(list().isEmpty());
+    EXPECT_FALSE(QFile::exists(path));
+}
+
+TEST_F(App, TrayStartsAndStopsAndTakesScreenshots) {
+    chooseKind(0);
+    const auto& items = frameDeck->statusItem().stateItems();
+    items[0]->trigger();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    QTest::qWait(1500);
+    items[0]->trigger();
+    EXPECT_EQ(status(), 0u);
+    ASSERT_EQ(list().size(), 1);
+
+    // After the refresh the third item takes the screenshot.
+    frameDeck->statusItem().refreshStateMenuItem(false, 0);
+    items[2]->trigger();
+    const QVariantList records = list();
+    ASSERT_EQ(records.size(), 2);
+    const QVariantMap shot = records[0].toMap();
+    EXPECT_EQ(shot["isImage"].toInt(), 1);
+    EXPECT_EQ(shot["duration"].toInt(), 0);
+    EXPECT_TRUE(QFile::exists(shot["path"].toString()));
+    savePicture(frameDeck->statusItem().menu(), "tray-menu-en");
+}
+
+TEST_F(App, AudioOnlyAndCameraWithoutACamera) {
+    chooseKind(4);
+    savePicture(&frameDeck->mainWindow(), "main-audio-only-en");
+    const QString path = recordFor(2500);
+    EXPECT_TRUE(path.endsWith(".mp3")) << path.toStdString();
+    const QString streams = probe(path);
+    EXPECT_TRUE(streams.contains("audio")) << streams.toStdString();
+    EXPECT_FALSE(streams.contains("video")) << streams.toStdString();
+    ASSERT_EQ(list().size(), 1);
+    EXPECT_EQ(list()[0].toMap()["isVideo"].toInt(), 0);
+
+    if (qEnvironmentVariableIsSet("FRAMEDECK_TEST_CAMERA"))
+        return;
+    chooseKind(3);
+    frameDeck->mainWindow().recordButton()->click();
+    EXPECT_EQ(status(), 0u);
+    EXPECT_EQ(alerts, QStringList{L("Alert_Camera_Message")});
+    EXPECT_EQ(list().size(), 1);
+}
+
+TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
+    chooseKind(0);
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    app->startSetsItemChangeAction(2);
+    EXPECT_EQ(app->autoStop_Duration, 600);
+    EXPECT_NEAR(app->autoStop_StartTime, AppDelegate::getNowTimeTimestamp(), 5);
+    // Pretend the ten minutes have passed: the next tick of the clock stops.
+    app->autoStop_StartTime -= 601;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 5000));
+    EXPECT_EQ(list().size(), 1);
+}
+
+TEST_F(App, LanguageSwitchRetitlesOpenWindows) {
+    frameDeck->enterFileListAction();
+    for (int language : {1, 2, 0}) {
+        app->setLange(language);
+        EXPECT_EQ(frameDeck->mainWindow().windowTitle(), L("Meun_App"));
+        EXPECT_EQ(frameDeck->mainWindow().modeButton(4)->text(), L("Main_Audio_Only"));
+        EXPECT_EQ(frameDeck->fileListWindow()->windowTitle(), L("FileList"));
+        EXPECT_EQ(frameDeck->mainWindow().recordButton()->text(), L("Main_Start_Recording"));
+        const char* tags[] = {"en", "zh-Hans", "zh-Hant"};
+        for (int kind = 0; kind < 5; ++kind) {
+            chooseKind(kind);
+            savePicture(&frameDeck->mainWindow(), QString("main-kind%1-%2").arg(kind).arg(tags[language]));
+        }
+    }
+    EXPECT_EQ(frameDeck->mainWindow().modeButton(0)->text(), "Full Screen");
+}
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    if (!qEnvironmentVariableIsSet("DISPLAY")) {
+        std::printf("e2e_app needs the test desktop (scripts/test-desktop run -- ctest ...); skipped\n");
+        return 0;
+    }
+    QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}
