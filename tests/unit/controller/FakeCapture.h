@@ -85,10 +85,10 @@ public:
         return source;
     }
     std::vector<RVScreen> screens() override { return {{"fake", 0, 0, 320, 240}}; }
-    std::vector<WindowInfo> onScreenWindows() override { return windows; }
+    std::vector<CaptureWindowInfo> onScreenWindows() override { return windows; }
     std::vector<CameraInfo> cameras() override { return {{"fake", "Fake camera"}}; }
 
-    std::vector<WindowInfo> windows;
+    std::vector<CaptureWindowInfo> windows;
     std::vector<ScreenCaptureRequest> screenRequests;
     std::vector<WindowCaptureRequest> windowRequests;
     std::vector<AudioCaptureRequest> audioRequests;

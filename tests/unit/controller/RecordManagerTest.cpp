@@ -27,7 +27,7 @@ protected:
         host.runOnMainThread = [this](std::function<void()> task) {
             posted.push_back(std::move(task));
         };
-        host.openSelectionWindows = [this](const std::vector<WindowInfo>&) {
+        host.openSelectionWindows = [this](const std::vector<CaptureWindowInfo>&) {
             ++selectionOpened;
         };
         host.captureSessionRuntimeError = [this](const std::string& source, const std::string&) {

@@ -70,7 +70,7 @@ TEST(RecordingRules, DurationTextWrapsHoursAtSixty) {
 }
 
 TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
-    std::vector<WindowInfo> elements = {
+    std::vector<CaptureWindowInfo> elements = {
         {7, "Term", "front", {0, 0, 10, 10}},
         {42, "App", "chosen", {3, 5, 101, 57}},
         {9, "Other", "back", {1, 1, 5, 5}},
@@ -82,7 +82,7 @@ TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
     EXPECT_EQ(elements[0].number, 42u);
 
     // A selection named like the desktop keeps every other window.
-    std::vector<WindowInfo> all = {{1, "a", "x", {}}, {2, "b", "y", {}}};
+    std::vector<CaptureWindowInfo> all = {{1, "a", "x", {}}, {2, "b", "y", {}}};
     EXPECT_FALSE(RecordingRules::walkDesktopElements(all, 99, "Desktop"));
     EXPECT_EQ(all.size(), 2u);
 }
