@@ -8,7 +8,9 @@
 #include "cli/OverlayKeyValueStore.h"
 #include "core/EMLog.h"
 #include "engine/EncodeManager.h"
+#include "engine/audio/RVAudioRouting.h"
 #include "engine/controller/RVRecordManager.h"
+#include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
 #include "platform/x11capture/X11Capture.h"
 
@@ -17,7 +19,9 @@
 #include <QFileInfo>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -209,6 +213,47 @@ int runRecordCommand(int argc, char** argv) {
                      message.c_str());
     };
     manager.setHost(host);
+
+    // System audio and "both" go through the same loop-back and aggregate
+    // devices the application builds; they are removed again at the end.
+    std::unique_ptr<PulseSoundServer> soundServer;
+    std::unique_ptr<RVAudioRouting> routing;
+    std::optional<EZAudioDevice> routedInput;
+    if (request.recordAudioType != kAudioTypeNone && request.audioDevice.empty()) {
+        soundServer = std::make_unique<PulseSoundServer>();
+        RVAudioRouting::Hooks hooks;
+        // The half-second follow-ups run at the next turn of the loop below.
+        hooks.schedule = [&mainQueue](std::chrono::milliseconds, RVAudioRouting::Task task) {
+            mainQueue.post(std::move(task));
+        };
+        hooks.audioRoutingChanged = [&routedInput](unsigned, const std::optional<EZAudioDevice>& input) {
+            routedInput = input;
+        };
+        routing = std::make_unique<RVAudioRouting>(*soundServer, hooks);
+        routing->init();
+        RVAudioRoutingHooks engineRouting;
+        engineRouting.prepareDevice = [&routing] {
+            routing->prepareDevice();
+        };
+        engineRouting.switchRecordType = [&](unsigned kind) {
+            routedInput = routing->switchRecordType(kind);
+        };
+        engineRouting.inputDeviceName = [&](unsigned) {
+            return routedInput ? routedInput->UID : std::string();
+        };
+        engineRouting.checkAudioDevice = [&routing] {
+            routing->checkAudioDevice();
+        };
+        manager.setAudioRouting(engineRouting);
+    }
+    struct RoutingCleanup {
+        std::unique_ptr<RVAudioRouting>& routing;
+        ~RoutingCleanup() {
+            if (routing)
+                routing->destroyDevicesAtQuit();
+        }
+    } routingCleanup{routing};
+
     manager.configure(request);
     if (request.recordAudioType != kAudioTypeNone) {
         manager.switchRecordType(request.recordAudioType);
@@ -277,6 +322,10 @@ int runRecordCommand(int argc, char** argv) {
         manager.captrueAudioInputEnable(false);
     manager.captrueVideoInputEnable(false);
     mainQueue.run();
+    if (routing) {
+        routing->destroyDevicesAtQuit();
+        routing.reset();
+    }
 
     const auto files = writtenFiles(request.outputPath);
     if (files.empty())
