@@ -32,6 +32,7 @@ public:
     StatusItem& statusItem() { return *tray_; }
     RVRecordManager& recordManager() { return *recordManager_; }
     FileListWindowController* fileListWindow() { return fileList_; }
+    SelectionSession& selection() { return *selection_; }
 
     // Opens (or raises) the recorded-file list.
     void enterFileListAction();

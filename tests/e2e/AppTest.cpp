@@ -5,6 +5,9 @@
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
+#include "integration/selection/DesktopHelpers.h"
+#include "selection/RVClipView.h"
+#include "selection/RVRecordScreenWindowController.h"
 #include "widgets/Alerts.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
@@ -121,6 +124,46 @@ TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
     frameDeck->fileListWindow()->deletedBtnAction();
     EXPECT_TRUE(list().isEmpty());
     EXPECT_FALSE(QFile::exists(path));
+}
+
+TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
+    XWindows below({"150,150,1000,700,FdBelow,Below,3366cc"});
+    chooseKind(1);
+    app->countDownAction(3); // start after a three-second countdown
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !frameDeck->selection().recordWindowControllerArray().empty(); }));
+    RVRecordScreenWindowController* overlay = frameDeck->selection().recordWindowControllerArray()[0].get();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return overlay->window() && overlay->window()->isVisible(); }));
+    QTest::qWait(300);
+    xdotool({"mousemove", "300", "300", "mousedown", "1"});
+    xdotool({"mousemove", "500", "450"});
+    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    QPushButton* start = overlay->recordScreenView()->okBtn();
+    const QPoint at = start->mapToGlobal(start->rect().center());
+    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+    EXPECT_EQ(status(), 0u); // counting down
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    QTest::qWait(2000);
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_EQ(status(), 0u);
+
+    const QString path = app->outputPath;
+    QProcess size;
+    size.start("ffprobe", {"-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height",
+                           "-of", "csv=p=0", path});
+    size.waitForFinished(-1);
+    EXPECT_EQ(size.readAllStandardOutput().trimmed(), "400,300");
+    // The middle of the last frame is the window below, undimmed: no overlay,
+    // no frame, no handles in the file.
+    QProcess frame;
+    frame.start("ffmpeg", {"-v", "error", "-sseof", "-0.5", "-i", path, "-frames:v", "1", "-vf",
+                           "crop=2:2:199:149", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+    frame.waitForFinished(-1);
+    const QByteArray rgb = frame.readAllStandardOutput();
+    ASSERT_GE(rgb.size(), 3);
+    EXPECT_NEAR(uchar(rgb[0]), 0x33, 20);
+    EXPECT_NEAR(uchar(rgb[1]), 0x66, 20);
+    EXPECT_NEAR(uchar(rgb[2]), 0xcc, 20);
 }
 
 TEST_F(App, TrayStartsAndStopsAndTakesScreenshots) {
