@@ -1,10 +1,10 @@
 #include "FrameDeckApp.h"
 
-#include "RecordingDecorations.h"
 #include "app/AppDelegate.h"
 #include "core/EMLog.h"
 #include "engine/EncodeManager.h"
 #include "engine/controller/RecordRequest.h"
+#include "overlays/RecordingDecorations.h"
 #include "selection/RVClipScreenManager.h"
 #include "selection/ScreenshotStore.h"
 #include "widgets/Alerts.h"
@@ -77,6 +77,7 @@ FrameDeckApp::~FrameDeckApp() {
         recordManager_->captrueVideoInputEnable(false);
         recordManager_->captrueAudioInputEnable(false);
     }
+    cameraWindow_.reset();
     if (routing_)
         routing_->destroyDevicesAtQuit();
 }
@@ -131,6 +132,12 @@ void FrameDeckApp::buildEngine() {
     decorations_ = std::make_unique<RecordingDecorations>(watermark_);
     FrameCompositor::Hooks compositorHooks;
     compositorHooks.appendMouseCursor = decorations_->hook();
+    compositorHooks.cameraPreview = [this](const PixelBufferView& frame) {
+        // The window outlives the camera input: it is closed only after the
+        // camera is switched off.
+        if (CaptrueVideoInputWindowController* window = cameraWindow_.get())
+            window->showFrame(frame);
+    };
     compositorHooks.audioVolum = [this](const AudioSampleBuffer& buffer) {
         const float level = peakLevel(buffer);
         QMetaObject::invokeMethod(
@@ -329,6 +336,27 @@ void FrameDeckApp::OnorOffCaptrueCamera() {
     }
     app_.isCaptrue = !app_.isCaptrue;
     window_->setCameraOverlayOn(app_.isCaptrue);
+    if (app_.isCaptrue) {
+        // The floating camera picture, which screen recordings then film.
+        if (!cameraWindow_) {
+            cameraWindow_ = std::make_unique<CaptrueVideoInputWindowController>();
+            if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+                const QRect area = screen->availableGeometry();
+                cameraWindow_->move(area.right() - cameraWindow_->width() - 40,
+                                    area.bottom() - cameraWindow_->height() - 40);
+            }
+        }
+        RecordRequest request = app_.currentRequest();
+        request.recordVideoType = 3;
+        recordManager_->selectedVideoDevice = request.cameraDevice;
+        recordManager_->captrueVideoInputEnable(true);
+        cameraWindow_->setWindowTitle(app_.selectedCamera);
+        cameraWindow_->show();
+        cameraWindow_->raise();
+    } else {
+        recordManager_->captrueVideoInputEnable(false);
+        cameraWindow_.reset();
+    }
 }
 
 void FrameDeckApp::refreshCameras() {
@@ -366,6 +394,7 @@ void FrameDeckApp::quit() {
         app_.recordScreenClicked();
     recordManager_->captrueVideoInputEnable(false);
     recordManager_->captrueAudioInputEnable(false);
+    cameraWindow_.reset();
     routing_->destroyDevicesAtQuit();
     app_.settings().synchronize();
     QApplication::quit();

@@ -5,6 +5,7 @@
 #include "overlays/Watermark.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "selection/SelectionSession.h"
+#include "widgets/CaptrueVideoInputWindowController.h"
 #include "widgets/FileListWindowController.h"
 
 #include <QObject>
@@ -33,6 +34,7 @@ public:
     RVRecordManager& recordManager() { return *recordManager_; }
     FileListWindowController* fileListWindow() { return fileList_; }
     SelectionSession& selection() { return *selection_; }
+    CaptrueVideoInputWindowController* cameraWindow() { return cameraWindow_.get(); }
 
     // Opens (or raises) the recorded-file list.
     void enterFileListAction();
@@ -63,6 +65,7 @@ private:
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<StatusItem> tray_;
     QPointer<FileListWindowController> fileList_;
+    std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     QTimer progressTimer_;
     QTimer deviceTimer_;
 };

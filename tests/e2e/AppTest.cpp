@@ -208,6 +208,27 @@ TEST_F(App, AudioOnlyAndCameraWithoutACamera) {
     EXPECT_EQ(list().size(), 1);
 }
 
+TEST_F(App, TestPatternCameraFloatsAndRecords) {
+    if (!qEnvironmentVariableIsSet("FRAMEDECK_TEST_CAMERA"))
+        GTEST_SKIP() << "set FRAMEDECK_TEST_CAMERA=1 for the test-pattern camera";
+    // Camera on from the tray (its fourth item, once refreshed): the floating
+    // picture appears and fills.
+    frameDeck->statusItem().stateItems()[3]->trigger();
+    ASSERT_NE(frameDeck->cameraWindow(), nullptr);
+    EXPECT_TRUE(frameDeck->cameraWindow()->isVisible());
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !frameDeck->cameraWindow()->currentPicture().isNull(); }, 10000));
+    savePicture(frameDeck->cameraWindow(), "camera-window");
+    frameDeck->statusItem().stateItems()[3]->trigger();
+    EXPECT_EQ(frameDeck->cameraWindow(), nullptr);
+
+    chooseKind(3);
+    const QString path = recordFor(2000);
+    const QString streams = probe(path);
+    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(alerts.isEmpty());
+}
+
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
     chooseKind(0);
     frameDeck->mainWindow().recordButton()->click();
@@ -245,5 +266,13 @@ int main(int argc, char** argv) {
         return 0;
     }
     QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    int failures = RUN_ALL_TESTS();
+    // The same suite once more with the test-pattern camera, which is only
+    // ever chosen through this variable.
+    if (!qEnvironmentVariableIsSet("FRAMEDECK_TEST_CAMERA")) {
+        qputenv("FRAMEDECK_TEST_CAMERA", "1");
+        ::testing::GTEST_FLAG(filter) = "*Camera*";
+        failures |= RUN_ALL_TESTS();
+    }
+    return failures;
 }
