@@ -31,8 +31,14 @@ float peakLevel(const AudioSampleBuffer& buffer) {
 
 } // namespace
 
-FrameDeckApp::FrameDeckApp(AppDelegate& app)
-    : app_(app), watermark_(loadWatermarkModel(app, app.settings()), readWatermarkPlacement(app.settings())) {
+FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
+    // The text kind draws its text as a picture, rendered once here and again
+    // whenever the text or its style changes.
+    WatermarkModel watermark = loadWatermarkModel(app_, app_.settings());
+    if (watermark.watermarkType == 0)
+        watermark.watermarkImage = watermark.saveImageWithText(watermark.watermarkTextString);
+    watermark_.setModel(watermark);
+    watermark_.setPlacement(readWatermarkPlacement(app_.settings()));
     buildEngine();
     window_ = std::make_unique<MainWindow>(app_);
     StatusItem::Actions actions;

@@ -4,19 +4,24 @@
 #include "app/AppIdentity.h"
 #include "app/FileListStore.h"
 #include "app/OutputNaming.h"
+#include "app/SettingsSchema.h"
 #include "app/SettingsStore.h"
 #include "cli/OverlayKeyValueStore.h"
 #include "core/EMLog.h"
 #include "engine/EncodeManager.h"
 #include "engine/audio/RVAudioRouting.h"
 #include "engine/controller/RVRecordManager.h"
+#include "overlays/RecordingDecorations.h"
+#include "overlays/StoredDecorations.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
+#include "platform/x11/X11Inventory.h"
 #include "platform/x11capture/X11Capture.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <chrono>
 #include <csignal>
 #include <memory>
@@ -126,6 +131,64 @@ std::vector<std::string> writtenFiles(const std::string& path) {
     return files;
 }
 
+// The cursor, its highlight, the click ring and the watermark, drawn into
+// screen frames as the main window's recordings have them. Members are
+// destroyed in reverse order: the decorations go before the pictures' and
+// fonts' application object.
+struct ScreenDecorations {
+    std::unique_ptr<QGuiApplication> application;
+    WatermarkState watermark;
+    std::unique_ptr<RecordingDecorations> decorations;
+    CursorEffectFlags flags;
+    QRect primaryInRoot;
+};
+
+// The primary RandR monitor in root coordinates (the first one when none is
+// marked primary): the origin of the decoration space, as the main window
+// takes it from its primary screen.
+QRect primaryMonitorInRoot() {
+    x11::Connection connection;
+    if (!connection.isOpen())
+        return {};
+    const auto monitors = x11::Inventory(connection).monitors();
+    for (const x11::Monitor& m : monitors)
+        if (m.primary)
+            return {m.x, m.y, m.width, m.height};
+    return monitors.empty() ? QRect()
+                            : QRect(monitors[0].x, monitors[0].y, monitors[0].width, monitors[0].height);
+}
+
+// Decorations for a screen recording, or null when the settings switch all of
+// them off. Fonts and pictures need a GUI application; the offscreen platform
+// gives one without a window or a second display connection.
+std::unique_ptr<ScreenDecorations> makeScreenDecorations(const SettingsStore& settings) {
+    constexpr unsigned kWatermarkNone = 2;
+    const CursorEffectFlags flags = storedCursorEffectFlags(settings);
+    // Never written (no first run yet) means the first-run kind: none.
+    const bool watermark = settings.hasKey(SettingsKeys::WatermarkType) &&
+                           settings.integerForKey(SettingsKeys::WatermarkType) < kWatermarkNone;
+    if (!flags.isMouseHight && !flags.isMouseClickEffect && !flags.isShowMouse && !watermark)
+        return nullptr;
+    auto d = std::make_unique<ScreenDecorations>();
+    if (!QCoreApplication::instance()) {
+        static int qtArgc = 3;
+        static char qtName[] = "framedeck";
+        static char qtPlatformFlag[] = "-platform";
+        static char qtPlatform[] = "offscreen";
+        static char* qtArgv[] = {qtName, qtPlatformFlag, qtPlatform, nullptr};
+        d->application = std::make_unique<QGuiApplication>(qtArgc, qtArgv);
+    } else if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        EMLog::showMessage("recording without decorations: no graphical application object");
+        return nullptr;
+    }
+    d->watermark.setModel(storedWatermarkModel(settings));
+    d->watermark.setPlacement(readWatermarkPlacement(settings));
+    d->flags = flags;
+    d->primaryInRoot = primaryMonitorInRoot();
+    d->decorations = std::make_unique<RecordingDecorations>(d->watermark);
+    return d;
+}
+
 } // namespace
 
 void printRecordUsage(std::FILE* out) {
@@ -172,6 +235,11 @@ int runRecordCommand(int argc, char** argv) {
     if (!prepareOutput(plan, error))
         return fail(kExitOutput, error);
 
+    // Made before the controller, so the screen thread's hook never outlives them.
+    std::unique_ptr<ScreenDecorations> decorations;
+    if (wantsScreen && framesCarryDecorations(static_cast<int>(request.recordVideoType)))
+        decorations = makeScreenDecorations(userSettings);
+
     RVRecordManager::Collaborators collaborators;
     collaborators.settings = &settings;
     RVRecordManager manager(std::move(collaborators));
@@ -213,6 +281,11 @@ int runRecordCommand(int argc, char** argv) {
                      message.c_str());
     };
     manager.setHost(host);
+    if (decorations) {
+        FrameCompositor::Hooks hooks;
+        hooks.appendMouseCursor = decorations->decorations->hook();
+        manager.setCompositorHooks(std::move(hooks));
+    }
 
     // System audio and "both" go through the same loop-back and aggregate
     // devices the application builds; they are removed again at the end.
@@ -271,6 +344,8 @@ int runRecordCommand(int argc, char** argv) {
             mainQueue.run();
         }
     }
+    if (decorations)
+        decorations->decorations->prepare(decorations->flags, decorations->primaryInRoot, true);
     manager.startRecording();
     const bool videoRunning =
         request.recordVideoType == kVideoTypeCamera ? manager.hasVideoSession() : manager.hasScreenSession();
