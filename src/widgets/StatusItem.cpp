@@ -24,7 +24,7 @@ constexpr ItemSpec kItems[] = {
 };
 
 // "⌘ 1" → "1": the key of the hotkey text, shown with the Ctrl modifier that
-// stands for the first design's Command key here.
+// stands for the Command key of the stored hotkey texts.
 QKeySequence keyEquivalent(const QString& hotkeyText) {
     const QString key = hotkeyText.section(' ', -1, -1, QString::SectionSkipEmpty);
     return key.isEmpty() ? QKeySequence() : QKeySequence("Ctrl+" + key);
