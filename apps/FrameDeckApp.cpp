@@ -326,6 +326,13 @@ void FrameDeckApp::showHomeMainWindow() {
     refreshStateMenuItem();
 }
 
+void FrameDeckApp::showMainWindow() {
+    if (!window_->isVisible())
+        showHomeMainWindow();
+    window_->raise();
+    window_->activateWindow();
+}
+
 void FrameDeckApp::screenshort() {
     const QString path = takeMainDisplayScreenshot();
     if (path.isEmpty())

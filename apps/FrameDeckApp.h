@@ -40,6 +40,10 @@ public:
     void enterFileListAction();
     // The quit routine: stop a recording, remove our audio devices, leave.
     void quit();
+    // Shows the main window if hidden, hides it if shown.
+    void showHomeMainWindow();
+    // Brings the main window back (a second start of the application).
+    void showMainWindow();
 
 private:
     void buildEngine();
@@ -48,7 +52,6 @@ private:
     void onProgressTick();
     void onRecordingStarted();
     void refreshStateMenuItem();
-    void showHomeMainWindow();
     void screenshort();
     void OnorOffCaptrueCamera();
     void refreshCameras();

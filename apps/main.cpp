@@ -1,4 +1,5 @@
 #include "FrameDeckApp.h"
+#include "SingleInstance.h"
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
 #include "cli/RecordCommand.h"
@@ -21,8 +22,9 @@ constexpr int kExitNoDisplay = 3;
 constexpr int kExitUsage = 2;
 
 void printUsage() {
-    std::printf("Usage: framedeck [--quit-after SECONDS]\n"
-                "  Starts the FrameDeck recorder on the current desktop.\n\n");
+    std::printf("Usage: framedeck [--toggle-main-window] [--quit-after SECONDS]\n"
+                "  Starts the FrameDeck recorder on the current desktop. When it already\n"
+                "  runs, shows its main window (or shows/hides it with --toggle-main-window).\n\n");
     printRecordUsage(stdout);
     std::printf("\n");
     printScreenshotUsage(stdout);
@@ -49,10 +51,15 @@ int main(int argc, char** argv) {
         return runRecordCommand(argc - 1, argv + 1);
 
     int quitAfterSeconds = 0;
+    bool toggleMainWindow = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
             printUsage();
             return 0;
+        }
+        if (std::strcmp(argv[i], "--toggle-main-window") == 0) {
+            toggleMainWindow = true;
+            continue;
         }
         if (std::strcmp(argv[i], "--quit-after") == 0 && i + 1 < argc) {
             quitAfterSeconds = std::atoi(argv[++i]);
@@ -77,6 +84,12 @@ int main(int argc, char** argv) {
     QApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
     startLogging();
 
+    // One FrameDeck at a time: a second start talks to the first.
+    if (SingleInstance::sendToRunning(toggleMainWindow ? "toggle" : "show"))
+        return 0;
+    SingleInstance instance;
+    instance.listen();
+
     AppDelegate* app = AppDelegate::sharedInstance();
     for (QScreen* screen : QGuiApplication::screens())
         EMLog::showMessage("display %s %dx%d at %d,%d", qPrintable(screen->name()),
@@ -93,6 +106,13 @@ int main(int argc, char** argv) {
     // Closing the last window ends the application, through the quit routine.
     QApplication::setQuitOnLastWindowClosed(false);
     QObject::connect(&application, &QApplication::lastWindowClosed, &frameDeck, &FrameDeckApp::quit);
+    QObject::connect(&instance, &SingleInstance::requestReceived, &frameDeck,
+                     [&frameDeck](const QString& request) {
+                         if (request == "toggle")
+                             frameDeck.showHomeMainWindow();
+                         else
+                             frameDeck.showMainWindow();
+                     });
 
     if (quitAfterSeconds > 0)
         QTimer::singleShot(quitAfterSeconds * 1000, &frameDeck, &FrameDeckApp::quit);
