@@ -47,6 +47,29 @@ void writeDefault(SettingsStore& store, const SettingSpec& spec, const QString& 
 
 } // namespace
 
+void readWatermarkProperties(const SettingsStore& store, AppProperties& p) {
+    // Text watermark font.
+    p.watermarkFontName.clear();
+    p.watermarkFontSize = kDefaultWatermarkFontSize;
+    if (store.hasKey(S::WatermarkFontName)) {
+        p.watermarkFontName = store.qstringForKey(S::WatermarkFontName);
+        p.watermarkFontSize = static_cast<int>(store.integerForKey(S::WatermarkPointSize));
+        if (p.watermarkFontSize <= 0)
+            p.watermarkFontSize = kFallbackFontPointSize;
+    }
+    // Text watermark colour. Blue is read from the green slot: existing
+    // users' watermarks look the way they always have, so keep it.
+    if (const auto rgb = store.colorTripleForKey(S::WatermarkColor))
+        p.textWatermarkColor = {(*rgb)[0], (*rgb)[1], (*rgb)[1], 1.0};
+    else
+        p.textWatermarkColor = {0, 0, 0, 1.0};
+    p.timeFramStyleIndex = store.integerForKey(S::TimeFramStyleIndex);
+    p.watermarkAlpha = static_cast<float>(store.doubleForKey(S::WatermarkAlpha));
+    p.isWatermarkShadow = store.boolForKey(S::WatermarkIsShow);
+    p.watermarkTextString = store.qstringForKey(S::WatermarkTextString);
+    p.watermarkType = static_cast<unsigned>(store.integerForKey(S::WatermarkType));
+}
+
 void writeFirstRunDefaults(SettingsStore& store, const QString& appName) {
     for (const SettingSpec& spec : settingsSchema())
         writeDefault(store, spec, appName);
@@ -110,29 +133,8 @@ AppProperties loadAtLaunch(SettingsStore& store, const LanguageManager& language
     // 8. The duration limit starts unset on every launch, whatever step 5 read.
     p.recordEndTimeDuration = 0;
 
-    // 9. Text watermark font.
-    p.watermarkFontName.clear();
-    p.watermarkFontSize = kDefaultWatermarkFontSize;
-    if (store.hasKey(S::WatermarkFontName)) {
-        p.watermarkFontName = store.qstringForKey(S::WatermarkFontName);
-        p.watermarkFontSize = static_cast<int>(store.integerForKey(S::WatermarkPointSize));
-        if (p.watermarkFontSize <= 0)
-            p.watermarkFontSize = kFallbackFontPointSize;
-    }
-
-    // 10. Text watermark colour. Blue is read from the green slot: existing
-    //     users' watermarks look the way they always have, so keep it.
-    if (const auto rgb = store.colorTripleForKey(S::WatermarkColor))
-        p.textWatermarkColor = {(*rgb)[0], (*rgb)[1], (*rgb)[1], 1.0};
-    else
-        p.textWatermarkColor = {0, 0, 0, 1.0};
-
-    // 11. The rest.
-    p.timeFramStyleIndex = store.integerForKey(S::TimeFramStyleIndex);
-    p.watermarkAlpha = static_cast<float>(store.doubleForKey(S::WatermarkAlpha));
-    p.isWatermarkShadow = store.boolForKey(S::WatermarkIsShow);
-    p.watermarkTextString = store.qstringForKey(S::WatermarkTextString);
-    p.watermarkType = static_cast<unsigned>(store.integerForKey(S::WatermarkType));
+    // 9.-11. The watermark.
+    readWatermarkProperties(store, p);
     p.endTimeType = 0;
     p.isResetEventMonitor = false;
     p.audioExtensionIndex = store.integerForKey(S::AudioTypeIndex);

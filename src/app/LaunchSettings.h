@@ -60,6 +60,10 @@ struct LaunchHooks {
     std::function<void(int recordVideoType, unsigned recordAudioType)> applyRecordTypes;
 };
 
+// Steps 9-11 of the launch load for the watermark alone: font, colour (blue
+// from the green slot), alpha, text, kind. Reads only.
+void readWatermarkProperties(const SettingsStore& store, AppProperties& properties);
+
 // The first-run defaults, written in table order. `appName` is the
 // localised application name used as the default watermark text.
 void writeFirstRunDefaults(SettingsStore& store, const QString& appName);
