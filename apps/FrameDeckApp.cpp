@@ -1,10 +1,9 @@
 #include "FrameDeckApp.h"
 
 #include "app/AppDelegate.h"
+#include "app/ProgressTexts.h"
 #include "core/EMLog.h"
-#include "engine/EncodeManager.h"
-#include "engine/controller/RecordRequest.h"
-#include "overlays/RecordingDecorations.h"
+#include "engine/RecordRequest.h"
 #include "selection/RVClipScreenManager.h"
 #include "selection/ScreenshotStore.h"
 #include "widgets/Alerts.h"
@@ -32,13 +31,6 @@ float peakLevel(const AudioSampleBuffer& buffer) {
 } // namespace
 
 FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
-    // The text kind draws its text as a picture, rendered once here and again
-    // whenever the text or its style changes.
-    WatermarkModel watermark = loadWatermarkModel(app_, app_.settings());
-    if (watermark.watermarkType == 0)
-        watermark.watermarkImage = watermark.saveImageWithText(watermark.watermarkTextString);
-    watermark_.setModel(watermark);
-    watermark_.setPlacement(readWatermarkPlacement(app_.settings()));
     buildEngine();
     window_ = std::make_unique<MainWindow>(app_);
     StatusItem::Actions actions;
@@ -77,67 +69,54 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
 FrameDeckApp::~FrameDeckApp() {
     delete fileList_;
     progressTimer_.stop();
-    if (recordManager_ && recordManager_->status != 0)
-        recordManager_->stopRecording();
-    if (recordManager_) {
-        recordManager_->captrueVideoInputEnable(false);
-        recordManager_->captrueAudioInputEnable(false);
+    if (stack_) {
+        RVRecordManager& manager = stack_->recordManager();
+        if (manager.status != RecordingStatus::Idle)
+            manager.stopRecording();
+        manager.captrueVideoInputEnable(false);
+        manager.captrueAudioInputEnable(false);
     }
     cameraWindow_.reset();
-    if (routing_)
-        routing_->destroyDevicesAtQuit();
+    if (stack_)
+        stack_->destroyDevicesAtQuit();
+    stack_.reset();
 }
 
 void FrameDeckApp::buildEngine() {
-    soundServer_ = std::make_unique<PulseSoundServer>();
-    RVAudioRouting::Hooks routingHooks;
-    routingHooks.schedule = [this](std::chrono::milliseconds delay, RVAudioRouting::Task task) {
+    RecordingStackOptions options;
+    options.settings = &app_.settings();
+    // The text kind draws its text as a picture, rendered once here and again
+    // whenever the text or its style changes.
+    options.watermark = loadWatermarkModel(app_, app_.settings());
+    if (options.watermark.watermarkType == 0)
+        options.watermark.watermarkImage =
+            options.watermark.saveImageWithText(options.watermark.watermarkTextString);
+    options.watermarkPlacement = readWatermarkPlacement(app_.settings());
+
+    RecordingStackHost host;
+    host.runOnMainThread = [this](std::function<void()> task) {
+        QMetaObject::invokeMethod(this, std::move(task), Qt::QueuedConnection);
+    };
+    host.schedule = [this](std::chrono::milliseconds delay, std::function<void()> task) {
         QTimer::singleShot(delay, this, std::move(task));
     };
-    routingHooks.showMicrophoneAlert = [this] {
+    host.showMicrophoneAlert = [this] {
         showModalAlert(window_.get(), L("Alert_Mic_Message"));
     };
-    routingHooks.audioRoutingChanged = [this](unsigned kind, const std::optional<EZAudioDevice>& input) {
-        routedInput_ = input;
-        app_.recordAudioType = kind;
-        if (recordManager_) {
-            recordManager_->recordAudioType = kind;
-            recordManager_->captrueAudioInputEnable(kind != 3);
-        }
+    host.audioRoutingChanged = [this](RecordAudioType kind) {
+        app_.recordAudioType = toInt(kind);
     };
-    routing_ = std::make_unique<RVAudioRouting>(*soundServer_, routingHooks);
-    routing_->init();
-    soundServer_->setDevicesChangedHandler([this] {
-        QMetaObject::invokeMethod(
-            this, [this] { routing_->checkAudioDevice(); }, Qt::QueuedConnection);
-    });
-
-    RVRecordManager::Collaborators collaborators;
-    collaborators.settings = &app_.settings();
-    recordManager_ = std::make_unique<RVRecordManager>(std::move(collaborators));
-    app_.setRecordManager(recordManager_.get());
+    host.cursorEffectFlags = [this] {
+        return CursorEffectFlags{app_.isMouseHight, app_.isMouseClickEffect, app_.isShowMouse};
+    };
+    stack_ = std::make_unique<RecordingStack>(std::move(options), std::move(host));
+    RVRecordManager& manager = stack_->recordManager();
+    app_.setRecordManager(&manager);
     app_.hasCamera = [this] {
-        return !recordManager_->captureFactory().cameras().empty();
+        return !stack_->captureFactory().cameras().empty();
     };
 
-    RVAudioRoutingHooks engineRouting;
-    engineRouting.prepareDevice = [this] {
-        routing_->prepareDevice();
-    };
-    engineRouting.switchRecordType = [this](unsigned kind) {
-        routedInput_ = routing_->switchRecordType(kind);
-    };
-    engineRouting.inputDeviceName = [this](unsigned) {
-        return routedInput_ ? routedInput_->UID : std::string();
-    };
-    engineRouting.checkAudioDevice = [this] {
-        routing_->checkAudioDevice();
-    };
-    recordManager_->setAudioRouting(engineRouting);
-
-    decorations_ = std::make_unique<RecordingDecorations>(watermark_);
     FrameCompositor::Hooks compositorHooks;
-    compositorHooks.appendMouseCursor = decorations_->hook();
     compositorHooks.cameraPreview = [this](const PixelBufferView& frame) {
         // The window outlives the camera input: it is closed only after the
         // camera is switched off.
@@ -149,51 +128,45 @@ void FrameDeckApp::buildEngine() {
         QMetaObject::invokeMethod(
             this, [this, level] { window_->setAudioLevel(level); }, Qt::QueuedConnection);
     };
-    recordManager_->setCompositorHooks(compositorHooks);
+    stack_->setCompositorHooks(compositorHooks);
 
-    RVRecordHost host;
-    host.setRecording = [this](bool recording) {
-        tray_->setRecording(recording);
+    RVRecordHost events;
+    events.recordingStarted = [this] {
+        tray_->setRecording(true);
     };
-    host.refreshStateMenuItem = [this] {
+    events.recordingStopped = [this] {
+        tray_->setRecording(false);
+    };
+    events.statusChanged = [this](RecordingStatus) {
         refreshStateMenuItem();
     };
-    host.isCaptrue = [this] {
-        return app_.isCaptrue;
+    events.clockTick = [this](const RecordingProgress& progress) {
+        const QString time = QString::fromStdString(ProgressTexts::durationText(uint64_t(progress.seconds)));
+        const QString size = QString::fromStdString(
+            ProgressTexts::fileSizeText(progress.bytes, app_.systemFreeSpace().toStdString()));
+        window_->setDurationTexts(time, size);
+        tray_->trayIcon()->setToolTip(LF("Menu_Tray_ToolTip_Recording", {time}));
     };
-    host.currentOutputPath = [this] {
-        return app_.outputPath.toStdString();
+    events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
+        EMLog::showMessage("%s capture failed: %s", captureSourceName(kind), message.c_str());
     };
-    host.showDuration = [this](const std::string& time, const std::string& size) {
-        window_->setDurationTexts(QString::fromStdString(time), QString::fromStdString(size));
-        tray_->trayIcon()->setToolTip(LF("Menu_Tray_ToolTip_Recording", {QString::fromStdString(time)}));
-    };
-    host.systemFreeSpace = [this] {
-        return app_.systemFreeSpace().toStdString();
-    };
-    host.runOnMainThread = [this](std::function<void()> task) {
-        QMetaObject::invokeMethod(this, std::move(task), Qt::QueuedConnection);
-    };
-    host.captureSessionRuntimeError = [this](const std::string& source, const std::string& message) {
-        EMLog::showMessage("%s capture failed: %s", source.c_str(), message.c_str());
-    };
-    recordManager_->setHost(host);
+    stack_->setHost(events);
     // The stored audio kind, unless it wants a microphone that is not there.
-    if (app_.recordAudioType == 1 && !routing_->hasUsableMicrophone())
-        app_.recordAudioType = 0;
-    recordManager_->recordAudioType = app_.recordAudioType;
-    recordManager_->switchRecordType(app_.recordAudioType);
+    if (app_.recordAudioType == toInt(RecordAudioType::Microphone) && !stack_->hasUsableMicrophone())
+        app_.recordAudioType = toInt(RecordAudioType::System);
+    manager.recordAudioType = recordAudioTypeFromInt(app_.recordAudioType);
+    manager.switchRecordType(manager.recordAudioType);
     // The sound runs from launch, as it does in the level meter: a fresh
     // stream can take a couple of seconds to deliver its first samples, and
     // a recording must not lose its beginning to that.
-    recordManager_->startCapture();
+    manager.startCapture();
 
     selection_ = std::make_unique<SelectionSession>(app_.settings());
     connect(selection_.get(), &SelectionSession::recordingShouldStart, this,
             [this](const RegionSelection& region) {
                 RecordRequest request;
                 const QRect area = region.desktopRect;
-                const auto screens = recordManager_->captureFactory().screens();
+                const auto screens = stack_->captureFactory().screens();
                 for (unsigned i = 0; i < screens.size(); ++i) {
                     const RVScreen& s = screens[i];
                     if (QRect(s.x, s.y, s.width, s.height).contains(area.center())) {
@@ -230,7 +203,7 @@ void FrameDeckApp::connectWindow() {
             OnorOffCaptrueCamera();
     });
     connect(w, &MainWindow::cameraItemChange, this, [this](int index) {
-        const auto cameras = recordManager_->captureFactory().cameras();
+        const auto cameras = stack_->captureFactory().cameras();
         if (index >= 0 && index < int(cameras.size()))
             app_.selectedCamera = QString::fromStdString(cameras[index].device);
     });
@@ -250,19 +223,19 @@ void FrameDeckApp::connectWindow() {
         options.recordVideoType = app_.recordVideoType;
         options.isShowReverseTime = app_.isShowReverseTime;
         selection_->setOptions(options);
-        recordManager_->startRecordScreen();
+        stack_->recordManager().startRecordScreen();
         selection_->readyToRecordScreen(0);
     });
     connect(&app_, &AppDelegate::recordingStarted, this, &FrameDeckApp::onRecordingStarted);
     connect(&app_, &AppDelegate::recordingPaused, this, [this](bool paused) {
-        window_->setRecordingState(paused ? 2 : 1);
+        window_->setRecordingState(paused ? RecordingStatus::Paused : RecordingStatus::Resumed);
         paused ? selection_->pauseRecording() : selection_->resumeRecording();
         refreshStateMenuItem();
     });
     connect(&app_, &AppDelegate::recordingStopped, this, [this](const QString&) {
         startOrStopProgress(false);
         selection_->stopRecording();
-        window_->setRecordingState(0);
+        window_->setRecordingState(RecordingStatus::Idle);
         refreshStateMenuItem();
     });
     connect(&app_, &AppDelegate::durationTextsChanged, w, &MainWindow::setDurationTexts);
@@ -274,11 +247,7 @@ void FrameDeckApp::connectWindow() {
 }
 
 void FrameDeckApp::onRecordingStarted() {
-    CursorEffectFlags flags{app_.isMouseHight, app_.isMouseClickEffect, app_.isShowMouse};
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    const QRect primaryRect = primary ? primary->geometry() : QRect();
-    decorations_->prepare(flags, primaryRect, recordManager_->recordVideoType != 2);
-    window_->setRecordingState(1);
+    window_->setRecordingState(RecordingStatus::Recording);
     window_->setDurationTexts("00:00:00",
                               QString::asprintf("%.2f MB / %s", 0.0, qPrintable(app_.systemFreeSpace())));
     startOrStopProgress(true);
@@ -293,9 +262,9 @@ void FrameDeckApp::startOrStopProgress(bool recording) {
 }
 
 void FrameDeckApp::onProgressTick() {
-    if (recordManager_->status == 0)
+    if (stack_->recordManager().status == RecordingStatus::Idle)
         return;
-    recordManager_->timerDurationTimeOut();
+    stack_->recordManager().timerDurationTimeOut();
     app_.updateRecordingProgress();
     // The stop-after choice of the pull-down.
     if (app_.autoStop_Duration > 0 &&
@@ -304,7 +273,7 @@ void FrameDeckApp::onProgressTick() {
 }
 
 void FrameDeckApp::refreshStateMenuItem() {
-    tray_->refreshStateMenuItem(window_->isInfoViewHidden(), recordManager_->status);
+    tray_->refreshStateMenuItem(window_->isInfoViewHidden(), stack_->recordManager().status);
 }
 
 void FrameDeckApp::show() {
@@ -342,7 +311,7 @@ void FrameDeckApp::screenshort() {
 }
 
 void FrameDeckApp::OnorOffCaptrueCamera() {
-    if (!app_.isCaptrue && recordManager_->captureFactory().cameras().empty()) {
+    if (!app_.isCaptrue && stack_->captureFactory().cameras().empty()) {
         showModalAlert(window_.get(), L("Alert_Camera_Message"));
         window_->setCameraOverlayOn(false);
         return;
@@ -359,32 +328,29 @@ void FrameDeckApp::OnorOffCaptrueCamera() {
                                     area.bottom() - cameraWindow_->height() - 40);
             }
         }
-        RecordRequest request = app_.currentRequest();
-        request.recordVideoType = 3;
-        recordManager_->selectedVideoDevice = request.cameraDevice;
-        recordManager_->captrueVideoInputEnable(true);
+        stack_->recordManager().selectedVideoDevice = app_.currentRequest().cameraDevice;
+        stack_->recordManager().captrueVideoInputEnable(true);
         cameraWindow_->setWindowTitle(app_.selectedCamera);
         cameraWindow_->show();
         cameraWindow_->raise();
     } else {
-        recordManager_->captrueVideoInputEnable(false);
+        stack_->recordManager().captrueVideoInputEnable(false);
         cameraWindow_.reset();
     }
 }
 
 void FrameDeckApp::refreshCameras() {
     QStringList names;
-    for (const CameraInfo& camera : recordManager_->captureFactory().cameras())
+    for (const CameraInfo& camera : stack_->captureFactory().cameras())
         names << QString::fromStdString(camera.name);
     if (app_.selectedCamera.isEmpty() && !names.isEmpty())
-        app_.selectedCamera =
-            QString::fromStdString(recordManager_->captureFactory().cameras().front().device);
+        app_.selectedCamera = QString::fromStdString(stack_->captureFactory().cameras().front().device);
     window_->setCameraNames(names, names.isEmpty() ? -1 : 0);
 }
 
 void FrameDeckApp::refreshDisplays() {
     QStringList names;
-    for (const RVScreen& screen : recordManager_->captureFactory().screens())
+    for (const RVScreen& screen : stack_->captureFactory().screens())
         names << QString::fromStdString(screen.name);
     window_->setDisplayNames(names, 0);
 }
@@ -403,12 +369,12 @@ void FrameDeckApp::enterFileListAction() {
 
 void FrameDeckApp::quit() {
     EMLog::showMessage("%s %d", __func__, __LINE__);
-    if (recordManager_->status != 0)
+    if (stack_->recordManager().status != RecordingStatus::Idle)
         app_.recordScreenClicked();
-    recordManager_->captrueVideoInputEnable(false);
-    recordManager_->captrueAudioInputEnable(false);
+    stack_->recordManager().captrueVideoInputEnable(false);
+    stack_->recordManager().captrueAudioInputEnable(false);
     cameraWindow_.reset();
-    routing_->destroyDevicesAtQuit();
+    stack_->destroyDevicesAtQuit();
     app_.settings().synchronize();
     QApplication::quit();
 }

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "engine/audio/RVAudioRouting.h"
 #include "engine/controller/RVRecordManager.h"
-#include "overlays/Watermark.h"
-#include "platform/pulse/PulseSoundServer.h"
 #include "selection/SelectionSession.h"
+#include "stack/RecordingStack.h"
 #include "widgets/CaptrueVideoInputWindowController.h"
 #include "widgets/FileListWindowController.h"
 
@@ -12,16 +10,14 @@
 #include <QPointer>
 #include <QTimer>
 #include <memory>
-#include <optional>
 
 class AppDelegate;
 class MainWindow;
-class RecordingDecorations;
 class StatusItem;
 
-// The running application: builds the recording engine, the audio routing,
-// the selection overlays, the decorations, the main window and the tray, and
-// connects them to the application controller. Main thread only.
+// The running application: builds the recording stack (src/stack), the
+// selection overlays, the main window and the tray, and connects them to the
+// application controller. Main thread only.
 class FrameDeckApp : public QObject {
     Q_OBJECT
 public:
@@ -31,7 +27,7 @@ public:
     void show();
     MainWindow& mainWindow() { return *window_; }
     StatusItem& statusItem() { return *tray_; }
-    RVRecordManager& recordManager() { return *recordManager_; }
+    RVRecordManager& recordManager() { return stack_->recordManager(); }
     FileListWindowController* fileListWindow() { return fileList_; }
     SelectionSession& selection() { return *selection_; }
     CaptrueVideoInputWindowController* cameraWindow() { return cameraWindow_.get(); }
@@ -58,17 +54,11 @@ private:
     void refreshDisplays();
 
     AppDelegate& app_;
-    WatermarkState watermark_;
-    std::unique_ptr<PulseSoundServer> soundServer_;
-    std::unique_ptr<RVAudioRouting> routing_;
-    std::optional<EZAudioDevice> routedInput_;
-    std::unique_ptr<RVRecordManager> recordManager_;
-    std::unique_ptr<RecordingDecorations> decorations_;
+    std::unique_ptr<RecordingStack> stack_;
     std::unique_ptr<SelectionSession> selection_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<StatusItem> tray_;
     QPointer<FileListWindowController> fileList_;
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     QTimer progressTimer_;
-    QTimer deviceTimer_;
 };

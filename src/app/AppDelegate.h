@@ -3,6 +3,7 @@
 #include "app/LanguageManager.h"
 #include "app/LaunchSettings.h"
 #include "app/SettingsStore.h"
+#include "engine/RecordRequest.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -10,7 +11,6 @@
 #include <memory>
 
 class RVRecordManager;
-struct RecordRequest;
 
 // The one application controller. Its first use loads the settings into its
 // properties (AppProperties); it owns the settings store and the language
@@ -99,8 +99,14 @@ public:
     // The two audio on/off pop-ups (item 1 on, 2 off).
     void systemAudioBoxChange(int item);
     void micphoneBoxChange(int item);
-    int systemAudioItem() const { return (recordAudioType == 0 || recordAudioType == 2) ? 1 : 2; }
-    int micphoneItem() const { return (recordAudioType == 1 || recordAudioType == 2) ? 1 : 2; }
+    int systemAudioItem() const {
+        const RecordAudioType kind = recordAudioTypeFromInt(recordAudioType);
+        return kind == RecordAudioType::System || kind == RecordAudioType::Both ? 1 : 2;
+    }
+    int micphoneItem() const {
+        const RecordAudioType kind = recordAudioTypeFromInt(recordAudioType);
+        return kind == RecordAudioType::Microphone || kind == RecordAudioType::Both ? 1 : 2;
+    }
     // X11 lets any client read the screen.
     bool canRecordScreen() const { return true; }
     // A chosen area or window is ready and the countdown is over: record it.

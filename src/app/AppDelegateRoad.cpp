@@ -4,23 +4,16 @@
 #include "app/SettingsSchema.h"
 #include "core/EMLog.h"
 #include "engine/EncodeManager.h"
+#include "engine/RecordRequest.h"
 #include "engine/audio/AudioDeviceRules.h"
 #include "engine/controller/RVRecordManager.h"
-#include "engine/controller/RecordRequest.h"
 
 namespace S = SettingsKeys;
 
-namespace {
-
-constexpr unsigned kKindCamera = 3;
-constexpr unsigned kKindAudioOnly = 4;
-
-} // namespace
-
 RecordRequest AppDelegate::currentRequest() const {
     RecordRequest r;
-    r.recordVideoType = static_cast<unsigned>(recordVideoType);
-    r.recordAudioType = recordAudioType;
+    r.recordVideoType = recordVideoTypeFromInt(recordVideoType);
+    r.recordAudioType = recordAudioTypeFromInt(recordAudioType);
     r.cameraDevice = selectedCamera.toStdString();
     r.isCaptrue = isCaptrue;
     r.isCaptrueMirrored = isCaptrueMirror;
@@ -40,7 +33,7 @@ void AppDelegate::recordScreenClicked() {
 void AppDelegate::recordAfterScreenClicked() {
     if (!recordManager)
         return;
-    if (recordManager->status != 0) {
+    if (recordManager->status != RecordingStatus::Idle) {
         stopRoad();
         return;
     }
@@ -49,10 +42,10 @@ void AppDelegate::recordAfterScreenClicked() {
     progressCount_ = 0;
     fileDuration = 0;
     fileSize = 0;
-    const auto kind = static_cast<unsigned>(recordVideoType);
-    if (kind == kKindAudioOnly) {
+    const RecordVideoType kind = recordVideoTypeFromInt(recordVideoType);
+    if (kind == RecordVideoType::AudioOnly) {
         recordAudio();
-    } else if (kind == kKindCamera) {
+    } else if (kind == RecordVideoType::Camera) {
         if (hasCamera && !hasCamera()) {
             emit alertRequested(L("Alert_Camera_Message"));
             return;
@@ -74,7 +67,7 @@ void AppDelegate::recordVideo() {
 }
 
 void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
-    if (!recordManager || recordManager->status != 0)
+    if (!recordManager || recordManager->status != RecordingStatus::Idle)
         return;
     RecordRequest request = currentRequest();
     request.screenNumber = region.screenNumber;
@@ -99,7 +92,7 @@ void AppDelegate::startRecordingTo(bool isVideo, const RecordRequest& base) {
 }
 
 void AppDelegate::updateRecordingProgress() {
-    if (!recordManager || recordManager->status == 0)
+    if (!recordManager || recordManager->status == RecordingStatus::Idle)
         return;
     ++progressCount_;
     EncodeManager& session = recordManager->encodeManager();
@@ -109,7 +102,7 @@ void AppDelegate::updateRecordingProgress() {
 
 void AppDelegate::stopRoad() {
     updateRecordingProgress();
-    const bool isVideo = recordVideoType != static_cast<int>(kKindAudioOnly);
+    const bool isVideo = recordVideoTypeFromInt(recordVideoType) != RecordVideoType::AudioOnly;
     // The list gets its record first: whatever happens while the session
     // closes, the file is findable.
     FileListStore::addRecord(plistPath(),
@@ -135,9 +128,9 @@ void AppDelegate::stopRoad() {
 }
 
 void AppDelegate::pauseOrResumeAction() {
-    if (!recordManager || recordManager->status == 0)
+    if (!recordManager || recordManager->status == RecordingStatus::Idle)
         return;
-    if (recordManager->status == 2) {
+    if (recordManager->status == RecordingStatus::Paused) {
         EMLog::showMessage("%s %d", __func__, __LINE__);
         recordManager->resumeRecording();
         emit recordingPaused(false);
@@ -155,7 +148,7 @@ void AppDelegate::countDownAction(int seconds) {
 }
 
 void AppDelegate::startSetsItemChangeAction(int item) {
-    const bool recording = recordManager && recordManager->status != 0;
+    const bool recording = recordManager && recordManager->status != RecordingStatus::Idle;
     if (recording) {
         if (item == 1) {
             recordScreenClicked();
@@ -222,11 +215,12 @@ void AppDelegate::micphoneBoxChange(int item) {
 }
 
 void AppDelegate::applyAudioItems(int systemItem, int micphoneItem) {
-    recordAudioType = AudioDeviceRules::recordAudioTypeForItems(systemItem, micphoneItem);
+    const RecordAudioType kind = AudioDeviceRules::recordAudioTypeForItems(systemItem, micphoneItem);
+    recordAudioType = toInt(kind);
     if (recordManager) {
-        recordManager->recordAudioType = recordAudioType;
-        recordManager->switchRecordType(recordAudioType);
-        recordManager->captrueAudioInputEnable(recordAudioType != 3);
+        recordManager->recordAudioType = kind;
+        recordManager->switchRecordType(kind);
+        recordManager->captrueAudioInputEnable(kind != RecordAudioType::None);
     }
     store_->setInteger(S::RecordAudioType, recordAudioType);
 }

@@ -4,6 +4,7 @@
 #include "app/LanguageManager.h"
 #include "app/SettingsSchema.h"
 #include "core/EMLog.h"
+#include "engine/RecordRequest.h"
 
 namespace S = SettingsKeys;
 
@@ -114,9 +115,10 @@ AppProperties loadAtLaunch(SettingsStore& store, const LanguageManager& language
     //    unless it asks for a microphone that is not there.
     p.recordVideoType = 0;
     p.recordAudioType = IndexTables::audioKindOrDefault(store.integerForKey(S::RecordAudioType));
-    if (p.recordAudioType == 1 && hooks.hasUsableMicrophone && !hooks.hasUsableMicrophone()) {
+    if (p.recordAudioType == toInt(RecordAudioType::Microphone) && hooks.hasUsableMicrophone &&
+        !hooks.hasUsableMicrophone()) {
         EMLog::showMessage("%s %d no microphone found, recording system audio instead", __func__, __LINE__);
-        p.recordAudioType = 0;
+        p.recordAudioType = toInt(RecordAudioType::System);
     }
     if (hooks.applyRecordTypes)
         hooks.applyRecordTypes(p.recordVideoType, p.recordAudioType);

@@ -4,19 +4,17 @@
 #include "app/AppIdentity.h"
 #include "app/FileListStore.h"
 #include "app/OutputNaming.h"
+#include "app/ProgressTexts.h"
 #include "app/SettingsSchema.h"
 #include "app/SettingsStore.h"
 #include "cli/OverlayKeyValueStore.h"
 #include "core/EMLog.h"
+#include "core/SplitNaming.h"
 #include "engine/EncodeManager.h"
-#include "engine/audio/RVAudioRouting.h"
-#include "engine/controller/RVRecordManager.h"
-#include "overlays/RecordingDecorations.h"
+#include "overlays/FrameDecorator.h"
 #include "overlays/StoredDecorations.h"
-#include "platform/pulse/PulseSoundServer.h"
-#include "platform/pulsecapture/PulseCapture.h"
-#include "platform/x11/X11Inventory.h"
-#include "platform/x11capture/X11Capture.h"
+#include "stack/PlatformLoader.h"
+#include "stack/RecordingStack.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -36,9 +34,6 @@ constexpr int kExitUsage = 2;
 constexpr int kExitNoDisplay = 3;
 constexpr int kExitNoSound = 4;
 constexpr int kExitOutput = 5;
-constexpr unsigned kVideoTypeWindow = 2;
-constexpr unsigned kVideoTypeCamera = 3;
-constexpr unsigned kAudioTypeNone = 3;
 // The loop wakes this often to run posted work and check the length; the
 // display refresh still runs once a second.
 constexpr std::chrono::milliseconds kTick{50};
@@ -51,26 +46,41 @@ int fail(int code, const std::string& message) {
     return code;
 }
 
-// Work that other threads hand to the main thread (capture failures, device checks).
+// Work that other threads hand to the main thread (capture failures, device
+// changes), and the audio routing's delayed follow-ups.
 class MainQueue {
 public:
-    void post(std::function<void()> task) {
+    using Clock = std::chrono::steady_clock;
+    void post(std::function<void()> task, Clock::duration delay = {}) {
         std::lock_guard lock(mutex_);
-        tasks_.push_back(std::move(task));
+        tasks_.push_back({Clock::now() + delay, std::move(task)});
     }
+    // Runs what is due.
     void run() {
-        std::vector<std::function<void()>> tasks;
+        std::vector<std::function<void()>> due;
         {
             std::lock_guard lock(mutex_);
-            tasks.swap(tasks_);
+            const auto now = Clock::now();
+            for (auto it = tasks_.begin(); it != tasks_.end();) {
+                if (it->due <= now) {
+                    due.push_back(std::move(it->task));
+                    it = tasks_.erase(it);
+                } else {
+                    ++it;
+                }
+            }
         }
-        for (auto& task : tasks)
+        for (auto& task : due)
             task();
     }
 
 private:
+    struct Task {
+        Clock::time_point due;
+        std::function<void()> task;
+    };
     std::mutex mutex_;
-    std::vector<std::function<void()>> tasks_;
+    std::vector<Task> tasks_;
 };
 
 // SIGINT / SIGTERM stop, SIGUSR1 toggles pause. They are blocked before any
@@ -115,78 +125,44 @@ bool prepareOutput(RecordPlan& plan, std::string& error) {
     return true;
 }
 
-// The file itself and the parts a split started: name_1.ext, name_2.ext, ...
+// The file itself and the parts a split started, named by the encoder's rule.
 std::vector<std::string> writtenFiles(const std::string& path) {
     std::vector<std::string> files;
-    const QFileInfo info(QString::fromStdString(path));
-    if (info.exists())
-        files.push_back(path);
-    for (int part = 1;; ++part) {
-        const QString name = info.absolutePath() + "/" + info.completeBaseName() + "_" +
-                             QString::number(part) + "." + info.suffix();
-        if (!QFileInfo::exists(name))
+    for (int part = 0;; ++part) {
+        const std::string name = splitPartPath(path, part);
+        if (!QFileInfo::exists(QString::fromStdString(name))) {
+            if (part == 0)
+                continue;
             break;
-        files.push_back(name.toStdString());
+        }
+        files.push_back(name);
     }
     return files;
 }
 
-// The cursor, its highlight, the click ring and the watermark, drawn into
-// screen frames as the main window's recordings have them. Members are
-// destroyed in reverse order: the decorations go before the pictures' and
-// fonts' application object.
-struct ScreenDecorations {
-    std::unique_ptr<QGuiApplication> application;
-    WatermarkState watermark;
-    std::unique_ptr<RecordingDecorations> decorations;
-    CursorEffectFlags flags;
-    QRect primaryInRoot;
-};
-
-// The primary RandR monitor in root coordinates (the first one when none is
-// marked primary): the origin of the decoration space, as the main window
-// takes it from its primary screen.
-QRect primaryMonitorInRoot() {
-    x11::Connection connection;
-    if (!connection.isOpen())
-        return {};
-    const auto monitors = x11::Inventory(connection).monitors();
-    for (const x11::Monitor& m : monitors)
-        if (m.primary)
-            return {m.x, m.y, m.width, m.height};
-    return monitors.empty() ? QRect()
-                            : QRect(monitors[0].x, monitors[0].y, monitors[0].width, monitors[0].height);
-}
-
-// Decorations for a screen recording, or null when the settings switch all of
-// them off. Fonts and pictures need a GUI application; the offscreen platform
-// gives one without a window or a second display connection.
-std::unique_ptr<ScreenDecorations> makeScreenDecorations(const SettingsStore& settings) {
-    constexpr unsigned kWatermarkNone = 2;
+// The graphical application object that the decorations' fonts and pictures
+// need: the offscreen platform gives one without a window or a second
+// display connection. Null when the settings switch every decoration off.
+std::unique_ptr<QGuiApplication> decorationsApplication(const SettingsStore& settings, bool& decorate) {
     const CursorEffectFlags flags = storedCursorEffectFlags(settings);
+    constexpr long long kWatermarkNone = 2;
     // Never written (no first run yet) means the first-run kind: none.
     const bool watermark = settings.hasKey(SettingsKeys::WatermarkType) &&
                            settings.integerForKey(SettingsKeys::WatermarkType) < kWatermarkNone;
-    if (!flags.isMouseHight && !flags.isMouseClickEffect && !flags.isShowMouse && !watermark)
-        return nullptr;
-    auto d = std::make_unique<ScreenDecorations>();
-    if (!QCoreApplication::instance()) {
-        static int qtArgc = 3;
-        static char qtName[] = "framedeck";
-        static char qtPlatformFlag[] = "-platform";
-        static char qtPlatform[] = "offscreen";
-        static char* qtArgv[] = {qtName, qtPlatformFlag, qtPlatform, nullptr};
-        d->application = std::make_unique<QGuiApplication>(qtArgc, qtArgv);
-    } else if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
-        EMLog::showMessage("recording without decorations: no graphical application object");
+    decorate = flags.isMouseHight || flags.isMouseClickEffect || flags.isShowMouse || watermark;
+    if (!decorate || QCoreApplication::instance()) {
+        if (decorate && !qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+            EMLog::showMessage("recording without decorations: no graphical application object");
+            decorate = false;
+        }
         return nullptr;
     }
-    d->watermark.setModel(storedWatermarkModel(settings));
-    d->watermark.setPlacement(readWatermarkPlacement(settings));
-    d->flags = flags;
-    d->primaryInRoot = primaryMonitorInRoot();
-    d->decorations = std::make_unique<RecordingDecorations>(d->watermark);
-    return d;
+    static int qtArgc = 3;
+    static char qtName[] = "framedeck";
+    static char qtPlatformFlag[] = "-platform";
+    static char qtPlatform[] = "offscreen";
+    static char* qtArgv[] = {qtName, qtPlatformFlag, qtPlatform, nullptr};
+    return std::make_unique<QGuiApplication>(qtArgc, qtArgv);
 }
 
 } // namespace
@@ -227,24 +203,51 @@ int runRecordCommand(int argc, char** argv) {
     if (!buildRecordPlan(*options, settings, plan, error))
         return fail(kExitUsage, error);
     RecordRequest& request = plan.request;
-    const bool wantsScreen = plan.isVideo && request.recordVideoType != kVideoTypeCamera;
-    if (wantsScreen && !x11capture::displayAvailable(&error))
+    const bool wantsScreen = plan.isVideo && request.recordVideoType != RecordVideoType::Camera;
+    const bool wantsSound = request.recordAudioType != RecordAudioType::None;
+    if (wantsScreen && !PlatformLoader::displayAvailable(&error))
         return fail(kExitNoDisplay, error);
-    if (request.recordAudioType != kAudioTypeNone && !pulsecapture::serverAvailable(&error))
+    if (wantsSound && !PlatformLoader::soundServerAvailable(&error))
         return fail(kExitNoSound, "no sound server (" + error + ")");
     if (!prepareOutput(plan, error))
         return fail(kExitOutput, error);
 
-    // Made before the controller, so the screen thread's hook never outlives them.
-    std::unique_ptr<ScreenDecorations> decorations;
-    if (wantsScreen && framesCarryDecorations(static_cast<int>(request.recordVideoType)))
-        decorations = makeScreenDecorations(userSettings);
+    // Made before the stack, so it outlives the decorations' fonts and pictures.
+    bool decorate = false;
+    std::unique_ptr<QGuiApplication> application;
+    if (wantsScreen && framesCarryDecorations(request.recordVideoType))
+        application = decorationsApplication(userSettings, decorate);
 
-    RVRecordManager::Collaborators collaborators;
-    collaborators.settings = &settings;
-    RVRecordManager manager(std::move(collaborators));
+    MainQueue mainQueue;
+    RecordingStackOptions stackOptions;
+    stackOptions.settings = &settings;
+    // System audio and "both" go through the same loop-back and aggregate
+    // devices the application builds; they are removed again at the end.
+    stackOptions.audioRouting = wantsSound && request.audioDevice.empty();
+    stackOptions.decorations = decorate;
+    if (decorate) {
+        stackOptions.watermark = storedWatermarkModel(userSettings);
+        stackOptions.watermarkPlacement = readWatermarkPlacement(userSettings);
+    }
+    RecordingStackHost stackHost;
+    stackHost.runOnMainThread = [&mainQueue](std::function<void()> task) {
+        mainQueue.post(std::move(task));
+    };
+    stackHost.schedule = [&mainQueue](std::chrono::milliseconds delay, std::function<void()> task) {
+        mainQueue.post(std::move(task), delay);
+    };
+    stackHost.cursorEffectFlags = [&userSettings] {
+        return storedCursorEffectFlags(userSettings);
+    };
+    RecordingStack stack(std::move(stackOptions), std::move(stackHost));
+    struct DevicesCleanup {
+        RecordingStack& stack;
+        ~DevicesCleanup() { stack.destroyDevicesAtQuit(); }
+    } devicesCleanup{stack};
+    RVRecordManager& manager = stack.recordManager();
+
     if (wantsScreen) {
-        const auto screens = manager.captureFactory().screens();
+        const auto screens = stack.captureFactory().screens();
         if (request.screenNumber >= screens.size())
             return fail(kExitUsage, "there is no monitor " + std::to_string(request.screenNumber));
         const RVScreen& screen = screens[request.screenNumber];
@@ -253,9 +256,9 @@ int runRecordCommand(int argc, char** argv) {
             return fail(kExitUsage, "--area reaches outside the monitor (" + std::to_string(screen.width) +
                                         "x" + std::to_string(screen.height) + ")");
     }
-    if (request.recordVideoType == kVideoTypeWindow) {
+    if (request.recordVideoType == RecordVideoType::AppWindow) {
         bool found = false;
-        for (const CaptureWindowInfo& w : manager.captureFactory().onScreenWindows())
+        for (const CaptureWindowInfo& w : stack.captureFactory().onScreenWindows())
             if (w.number == request.selectedWindowNumber) {
                 // What the selection overlay hands over for a window: its
                 // title and its frame's bounds, which the start evens.
@@ -268,67 +271,20 @@ int runRecordCommand(int argc, char** argv) {
                         "no window with id " + std::to_string(request.selectedWindowNumber) + " is shown");
     }
 
-    MainQueue mainQueue;
-    RVRecordHost host;
-    host.runOnMainThread = [&mainQueue](std::function<void()> task) {
-        mainQueue.post(std::move(task));
+    RVRecordHost events;
+    events.clockTick = [](const RecordingProgress& progress) {
+        EMLog::showMessage("recorded %s, %s",
+                           ProgressTexts::durationText(static_cast<uint64_t>(progress.seconds)).c_str(),
+                           ProgressTexts::fileSizeText(progress.bytes, "").c_str());
     };
-    host.showDuration = [](const std::string& time, const std::string& size) {
-        EMLog::showMessage("recorded %s, %s", time.c_str(), size.c_str());
+    events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
+        std::fprintf(stderr, "framedeck record: %s capture stopped: %s; recording goes on\n",
+                     captureSourceName(kind), message.c_str());
     };
-    host.captureSessionRuntimeError = [](const std::string& source, const std::string& message) {
-        std::fprintf(stderr, "framedeck record: %s capture stopped: %s; recording goes on\n", source.c_str(),
-                     message.c_str());
-    };
-    manager.setHost(host);
-    if (decorations) {
-        FrameCompositor::Hooks hooks;
-        hooks.appendMouseCursor = decorations->decorations->hook();
-        manager.setCompositorHooks(std::move(hooks));
-    }
-
-    // System audio and "both" go through the same loop-back and aggregate
-    // devices the application builds; they are removed again at the end.
-    std::unique_ptr<PulseSoundServer> soundServer;
-    std::unique_ptr<RVAudioRouting> routing;
-    std::optional<EZAudioDevice> routedInput;
-    if (request.recordAudioType != kAudioTypeNone && request.audioDevice.empty()) {
-        soundServer = std::make_unique<PulseSoundServer>();
-        RVAudioRouting::Hooks hooks;
-        // The half-second follow-ups run at the next turn of the loop below.
-        hooks.schedule = [&mainQueue](std::chrono::milliseconds, RVAudioRouting::Task task) {
-            mainQueue.post(std::move(task));
-        };
-        hooks.audioRoutingChanged = [&routedInput](unsigned, const std::optional<EZAudioDevice>& input) {
-            routedInput = input;
-        };
-        routing = std::make_unique<RVAudioRouting>(*soundServer, hooks);
-        routing->init();
-        RVAudioRoutingHooks engineRouting;
-        engineRouting.prepareDevice = [&routing] {
-            routing->prepareDevice();
-        };
-        engineRouting.switchRecordType = [&](unsigned kind) {
-            routedInput = routing->switchRecordType(kind);
-        };
-        engineRouting.inputDeviceName = [&](unsigned) {
-            return routedInput ? routedInput->UID : std::string();
-        };
-        engineRouting.checkAudioDevice = [&routing] {
-            routing->checkAudioDevice();
-        };
-        manager.setAudioRouting(engineRouting);
-    }
-    struct RoutingCleanup {
-        std::unique_ptr<RVAudioRouting>& routing;
-        ~RoutingCleanup() {
-            if (routing)
-                routing->destroyDevicesAtQuit();
-        }
-    } routingCleanup{routing};
+    stack.setHost(events);
 
     manager.configure(request);
-    if (request.recordAudioType != kAudioTypeNone) {
+    if (wantsSound) {
         manager.switchRecordType(request.recordAudioType);
         manager.startCapture();
         if (!manager.hasAudioSession())
@@ -344,15 +300,13 @@ int runRecordCommand(int argc, char** argv) {
             mainQueue.run();
         }
     }
-    if (decorations)
-        decorations->decorations->prepare(decorations->flags, decorations->primaryInRoot, true);
     manager.startRecording();
-    const bool videoRunning =
-        request.recordVideoType == kVideoTypeCamera ? manager.hasVideoSession() : manager.hasScreenSession();
+    const bool videoRunning = request.recordVideoType == RecordVideoType::Camera ? manager.hasVideoSession()
+                                                                                 : manager.hasScreenSession();
     if (plan.isVideo && !videoRunning) {
         const std::string why = manager.lastCaptureError;
         manager.stopRecording();
-        return fail(request.recordVideoType == kVideoTypeCamera ? kExitFailed : kExitNoDisplay,
+        return fail(request.recordVideoType == RecordVideoType::Camera ? kExitFailed : kExitNoDisplay,
                     "cannot capture the picture: " + why);
     }
     if (!manager.encodeManager().isWorking) {
@@ -361,46 +315,31 @@ int runRecordCommand(int argc, char** argv) {
     }
 
     using Clock = std::chrono::steady_clock;
-    auto stretchStart = Clock::now();
-    double recordedBefore = 0;
-    bool paused = false;
     auto nextRefresh = Clock::now() + std::chrono::seconds(1);
-    const auto recorded = [&] {
-        return recordedBefore +
-               (paused ? 0 : std::chrono::duration<double>(Clock::now() - stretchStart).count());
-    };
     for (;;) {
         const int signal = signalMask.wait(kTick);
         mainQueue.run();
         if (signal == SIGINT || signal == SIGTERM)
             break;
         if (signal == SIGUSR1) {
-            if (paused) {
+            if (manager.status == RecordingStatus::Paused)
                 manager.resumeRecording();
-                stretchStart = Clock::now();
-            } else {
-                recordedBefore = recorded();
+            else
                 manager.pauseRecording();
-            }
-            paused = !paused;
         }
-        if (plan.seconds > 0 && recorded() >= plan.seconds)
+        if (plan.seconds > 0 && manager.recordedSeconds() >= plan.seconds)
             break;
         if (Clock::now() >= nextRefresh) {
             manager.timerDurationTimeOut();
             nextRefresh += std::chrono::seconds(1);
         }
     }
-    const double duration = recorded();
+    const double duration = manager.recordedSeconds();
     manager.stopRecording();
     if (manager.hasAudioSession())
         manager.captrueAudioInputEnable(false);
     manager.captrueVideoInputEnable(false);
     mainQueue.run();
-    if (routing) {
-        routing->destroyDevicesAtQuit();
-        routing.reset();
-    }
 
     const auto files = writtenFiles(request.outputPath);
     if (files.empty())

@@ -2,7 +2,7 @@
 
 #include "cli/RecordOptions.h"
 #include "core/KeyValueStore.h"
-#include "engine/controller/RecordRequest.h"
+#include "engine/RecordRequest.h"
 
 #include <cstdio>
 #include <string>

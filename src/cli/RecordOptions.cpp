@@ -90,9 +90,11 @@ std::optional<RecordOptions> parseRecordOptions(const std::vector<std::string>& 
         };
         if (flag == "--mode") {
             static constexpr std::array<const char*, 5> modes = {"full", "area", "window", "camera", "audio"};
-            o.recordVideoType = indexOf(modes, value);
-            if (!o.recordVideoType)
+            // In the order of the recording kinds.
+            const auto mode = indexOf(modes, value);
+            if (!mode)
                 return bad("full, area, window, camera or audio");
+            o.recordVideoType = recordVideoTypeFromInt(*mode);
         } else if (flag == "--area") {
             RVRect rect;
             if (!parseArea(value, rect))
@@ -110,9 +112,10 @@ std::optional<RecordOptions> parseRecordOptions(const std::vector<std::string>& 
             o.screen = n;
         } else if (flag == "--audio") {
             static constexpr std::array<const char*, 4> kinds = {"system", "mic", "both", "none"};
-            o.recordAudioType = indexOf(kinds, value);
-            if (!o.recordAudioType)
+            const auto kind = indexOf(kinds, value);
+            if (!kind)
                 return bad("system, mic, both or none");
+            o.recordAudioType = recordAudioTypeFromInt(*kind);
         } else if (flag == "--format") {
             if (!isVideoFormat(value) && !isAudioFormat(value))
                 return bad("mov, mp4, m4v, flv, avi, mp3, wav or m4a");

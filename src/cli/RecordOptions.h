@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
 #include "engine/capture/CaptureTypes.h"
 
 #include <optional>
@@ -9,12 +10,12 @@
 // The flags of `framedeck record`, as given. Absent flags stay empty so the
 // stored settings decide.
 struct RecordOptions {
-    std::optional<unsigned> recordVideoType; // --mode full|area|window|camera|audio
-    std::optional<RVRect> area;              // --area X,Y,W,H
+    std::optional<RecordVideoType> recordVideoType; // --mode full|area|window|camera|audio
+    std::optional<RVRect> area;                     // --area X,Y,W,H
     std::optional<unsigned long long> window;
     std::optional<unsigned> screen;
-    std::optional<unsigned> recordAudioType; // --audio system|mic|both|none
-    std::optional<std::string> format;       // without the dot
+    std::optional<RecordAudioType> recordAudioType; // --audio system|mic|both|none
+    std::optional<std::string> format;              // without the dot
     std::optional<double> fps;
     std::optional<int> quality; // 0 original, 1 hd, 2 sd
     std::optional<double> seconds;

@@ -7,10 +7,6 @@
 
 namespace {
 
-constexpr unsigned kVideoTypeArea = 1;
-constexpr unsigned kVideoTypeWindow = 2;
-constexpr unsigned kVideoTypeAudioOnly = 4;
-constexpr unsigned kAudioTypeNone = 3;
 constexpr long long kSplitByTime = 1;
 constexpr long long kSplitBySize = 2;
 
@@ -30,7 +26,8 @@ bool buildRecordPlan(const RecordOptions& options, KeyValueStore& settings, Reco
                      std::string& error) {
     namespace K = SettingsKeys;
     RecordRequest& r = plan.request;
-    r.recordAudioType = IndexTables::audioKindOrDefault(storedInteger(settings, K::RecordAudioType));
+    r.recordAudioType =
+        recordAudioTypeFromInt(IndexTables::audioKindOrDefault(storedInteger(settings, K::RecordAudioType)));
     r.fps = IndexTables::fpsForIndex(storedInteger(settings, K::FpsItemIndex));
     r.videoBitrate = IndexTables::videoBitrateForQuality(storedInteger(settings, K::FramItemIndex));
     r.isCaptrueMirrored = storedInteger(settings, K::IsCaptrueMirrored) != 0;
@@ -38,16 +35,16 @@ bool buildRecordPlan(const RecordOptions& options, KeyValueStore& settings, Reco
     r.splitSize = static_cast<int32_t>(settings.integerForKey(K::SplitSize));
 
     // The kind: the flag, else what --area or --window imply, else full screen.
-    r.recordVideoType = options.recordVideoType.value_or(options.window ? kVideoTypeWindow
-                                                         : options.area ? kVideoTypeArea
-                                                                        : 0);
-    if (r.recordVideoType == kVideoTypeArea && !options.area)
+    r.recordVideoType = options.recordVideoType.value_or(options.window ? RecordVideoType::AppWindow
+                                                         : options.area ? RecordVideoType::CustomArea
+                                                                        : RecordVideoType::FullScreen);
+    if (r.recordVideoType == RecordVideoType::CustomArea && !options.area)
         return error = "--mode area needs --area X,Y,W,H", false;
-    if (r.recordVideoType == kVideoTypeWindow && !options.window)
+    if (r.recordVideoType == RecordVideoType::AppWindow && !options.window)
         return error = "--mode window needs --window XID", false;
-    if (options.area && r.recordVideoType != kVideoTypeArea)
+    if (options.area && r.recordVideoType != RecordVideoType::CustomArea)
         return error = "--area goes with --mode area", false;
-    if (options.window && r.recordVideoType != kVideoTypeWindow)
+    if (options.window && r.recordVideoType != RecordVideoType::AppWindow)
         return error = "--window goes with --mode window", false;
     if (options.area)
         r.captureRect = *options.area;
@@ -67,8 +64,8 @@ bool buildRecordPlan(const RecordOptions& options, KeyValueStore& settings, Reco
         settings.setInteger(K::SplitType, kSplitBySize);
         r.splitSize = *options.splitSize;
     }
-    plan.isVideo = r.recordVideoType != kVideoTypeAudioOnly;
-    if (!plan.isVideo && r.recordAudioType == kAudioTypeNone)
+    plan.isVideo = r.recordVideoType != RecordVideoType::AudioOnly;
+    if (!plan.isVideo && r.recordAudioType == RecordAudioType::None)
         return error = "--mode audio with --audio none records nothing", false;
 
     // The container: the flag, else the output's extension, else the stored choice.

@@ -1,5 +1,7 @@
 #include "ContainerChoice.h"
 
+#include "core/SplitNaming.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -54,13 +56,7 @@ ContainerChoice chooseContainer(const std::string& path) {
 }
 
 std::string partPath(const std::string& path, int part) {
-    if (part <= 0)
-        return path;
-    const auto slash = path.find_last_of('/');
-    auto dot = path.find_last_of('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
-        dot = path.size();
-    return path.substr(0, dot) + "_" + std::to_string(part) + path.substr(dot);
+    return splitPartPath(path, part);
 }
 
 } // namespace me

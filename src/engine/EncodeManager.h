@@ -9,7 +9,6 @@
 #include <string>
 
 class KeyValueStore;
-class EncodeManagerDelegate;
 
 // Width and height of the recorded picture, in pixels (fractions are dropped
 // when handed to the encoder library).
@@ -89,7 +88,6 @@ public:
     std::atomic<void*> handle{nullptr};
     std::string outputPath;
     int64_t videoBitrate = 0;
-    EncodeManagerDelegate* delegate = nullptr; // declared for the controller; never called here
     EncodeImageSize imageSize;
 
     // Set by the recording controller: its video record type (4 = audio only),

@@ -6,8 +6,8 @@
 
 #include <cmath>
 
-bool framesCarryDecorations(int recordVideoType) {
-    return recordVideoType != 2;
+bool framesCarryDecorations(RecordVideoType recordVideoType) {
+    return recordVideoType != RecordVideoType::AppWindow;
 }
 
 FrameDecorator::FrameDecorator(CursorClickState& clicks, const WatermarkState& watermark,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/RecordRequest.h"
 #include "overlays/CursorEffects.h"
 #include "overlays/FlippedGeometry.h"
 #include "overlays/WatermarkRenderer.h"
@@ -23,9 +24,9 @@ struct FrameDecorationInput {
 };
 
 // Whether frames of a recording kind get the cursor, its effects and the
-// watermark: all screen kinds do, except one application window
-// (recordVideoType 2), whose picture is the window alone.
-bool framesCarryDecorations(int recordVideoType);
+// watermark: all screen kinds do, except one application window, whose
+// picture is the window alone.
+bool framesCarryDecorations(RecordVideoType recordVideoType);
 
 // Draws, into each captured screen frame and in this order: the highlight
 // under the cursor, the click ring, the arrow cursor, the watermark. The frame

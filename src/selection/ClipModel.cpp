@@ -1,6 +1,7 @@
 #include "selection/ClipModel.h"
 
 #include "core/EMLog.h"
+#include "engine/RecordRequest.h"
 #include "selection/SnipUtil.h"
 
 #include <algorithm>
@@ -9,8 +10,6 @@
 namespace {
 // A press shorter than this that leaves a tiny selection was a click.
 constexpr double kClickSeconds = 0.5;
-constexpr int kFullScreenKind = 0;
-constexpr int kWindowKind = 2;
 } // namespace
 
 ClipModel::ClipModel(SizeD overlay, int type, int recordVideoType)
@@ -58,12 +57,12 @@ void ClipModel::mouseDown(PointD p, int clickCount, double now) {
         dragMode = 0;
     }
     startPoint = p;
-    if (recordVideoType_ == kFullScreenKind)
+    if (recordVideoTypeFromInt(recordVideoType_) == RecordVideoType::FullScreen)
         mouseUp(p, now);
 }
 
 void ClipModel::mouseDragged(PointD p) {
-    if (recordVideoType_ == kWindowKind && !waterImage_)
+    if (recordVideoTypeFromInt(recordVideoType_) == RecordVideoType::AppWindow && !waterImage_)
         return;
     onlyClipCurrentWindow = false;
     if (clipState == 1 || clipState == 2) {
@@ -157,7 +156,7 @@ void ClipModel::mouseUp(PointD, double now) {
     if (contentRect == RectD{0, 0, overlay_.width, overlay_.height})
         notify(Event::ClipFullScreen);
     clipState = 3;
-    if (recordVideoType_ == kWindowKind)
+    if (recordVideoTypeFromInt(recordVideoType_) == RecordVideoType::AppWindow)
         notify(Event::StartNow);
 }
 
@@ -167,6 +166,6 @@ void ClipModel::mouseMoved(PointD p, double now) {
         lastContentRect = contentRect;
     }
     // Full screen needs no choice: the first move acts as the press.
-    if (recordVideoType_ == kFullScreenKind && clipState != 3)
+    if (recordVideoTypeFromInt(recordVideoType_) == RecordVideoType::FullScreen && clipState != 3)
         mouseDown(p, 1, now);
 }

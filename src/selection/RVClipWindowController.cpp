@@ -2,6 +2,7 @@
 
 #include "app/LanguageManager.h"
 #include "core/EMLog.h"
+#include "engine/RecordRequest.h"
 #include "selection/ClipGeometry.h"
 
 #include <QApplication>
@@ -15,7 +16,6 @@ namespace {
 // The selection view's purpose: 0 picks the hovered window on a plain click.
 constexpr int kClipType = 0;
 // The selection behaves as for a custom-area recording: drags draw.
-constexpr int kAreaKind = 1;
 constexpr int kChosen = 3;
 
 QString rectText(const RectD& r) {
@@ -78,7 +78,8 @@ void RVClipWindowController::startCaptureWithScreen(const ScreenInfo& target, co
                                        Qt::X11BypassWindowManagerHint | Qt::Tool);
     window_->setWindowTitle("FrameDeck screenshot");
     window_->setGeometry(geometry);
-    clipView_ = new RVClipView(window_, geometry.size(), kClipType, kAreaKind);
+    clipView_ = new RVClipView(window_, geometry.size(), kClipType,
+                               static_cast<int>(toInt(RecordVideoType::CustomArea)));
     clipView_->setScreenImage(frozen);
     clipView_->setDelegate(this);
     // After the view's own handler, which titles the button for recording.

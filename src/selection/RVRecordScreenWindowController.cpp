@@ -3,6 +3,7 @@
 #include "app/SettingsSchema.h"
 #include "core/EMLog.h"
 #include "core/KeyValueStore.h"
+#include "engine/RecordRequest.h"
 #include "selection/ClipGeometry.h"
 #include "selection/RecordingFrameWindow.h"
 #include "timing/CircleDownCounter.h"
@@ -15,7 +16,6 @@
 #include <cmath>
 
 namespace {
-constexpr int kFullScreenKind = 0;
 // The clock that refreshes the elapsed time while recording.
 constexpr int kClockMilliseconds = 500;
 // The countdown when its length is not a number.
@@ -98,7 +98,7 @@ void RVRecordScreenWindowController::startRecorderScreen(const ScreenInfo& targe
 
     eventMonitor_ = std::make_unique<KeyMonitor>([this] { onEscape(); });
 
-    if (delegate_->recordVideoType() == kFullScreenKind) {
+    if (recordVideoTypeFromInt(delegate_->recordVideoType()) == RecordVideoType::FullScreen) {
         // Full screen needs no choice: the target screen's overlay picks
         // itself at once; the others wait to be closed.
         const std::optional<ScreenInfo> chosen = delegate_->chosenFullScreen();
@@ -169,8 +169,10 @@ void RVRecordScreenWindowController::ChooseWindowRectInScreen(PointD mouse) {
         return;
 
     const std::optional<ScreenInfo> chosen =
-        delegate_->recordVideoType() == kFullScreenKind && screens.size() > 1 ? delegate_->chosenFullScreen()
-                                                                              : std::nullopt;
+        recordVideoTypeFromInt(delegate_->recordVideoType()) == RecordVideoType::FullScreen &&
+                screens.size() > 1
+            ? delegate_->chosenFullScreen()
+            : std::nullopt;
     const ScreenInfo* underMouse = ScreenGeometry::screenContaining(screens, mouse);
     const std::optional<ScreenInfo> target = chosen       ? chosen
                                              : underMouse ? std::optional(*underMouse)
@@ -198,7 +200,7 @@ void RVRecordScreenWindowController::clipViewMouseMoved(RVClipView*) {
 }
 
 void RVRecordScreenWindowController::clipViewClipCurrentWindow(RVClipView* view) {
-    if (delegate_->recordVideoType() == kFullScreenKind) {
+    if (recordVideoTypeFromInt(delegate_->recordVideoType()) == RecordVideoType::FullScreen) {
         const SizeD size = view->model().overlaySize();
         view->setFrameForContentView({0, 0, size.width, size.height});
     } else if (lastWindowRect.width > 0 && lastWindowRect.height > 0) {

@@ -1,6 +1,7 @@
 #include "selection/SelectionSession.h"
 
 #include "core/EMLog.h"
+#include "engine/RecordRequest.h"
 #include "selection/Screenshot.h"
 #include "selection/WindowServer.h"
 
@@ -42,7 +43,7 @@ void SelectionSession::readyToRecordScreen(int recordingStatus) {
             started[i]->startRecorderScreen(screens[i], pictures[i], windows);
     }
     if (const std::optional<ScreenInfo> underMouse = currentScreenForMouseLocation();
-        underMouse && options_.recordVideoType != 0)
+        underMouse && recordVideoTypeFromInt(options_.recordVideoType) != RecordVideoType::FullScreen)
         changeKeyWindowWithScreen(*underMouse);
 }
 

@@ -218,7 +218,7 @@ void MainWindow::buildMenus() {
 
 void MainWindow::rebuildStartMenu() {
     startMenu_->clear();
-    if (status_ != 0) {
+    if (status_ != RecordingStatus::Idle) {
         // While recording the same pull-down offers when to stop.
         for (int item = 1; item <= 4; ++item) {
             const QByteArray key = QByteArray("ID_MENU_STOPRECORD_") + QByteArray::number(item);
@@ -265,7 +265,7 @@ void MainWindow::selectKind(int kind) {
 void MainWindow::applyKindVisibility() {
     const int k = kind();
     const bool audioOnly = k == 4;
-    const bool recording = status_ != 0;
+    const bool recording = status_ != RecordingStatus::Idle;
     panels_->setCurrentIndex(recording ? kRunningPanel : kVideoPanel);
     auto show = [](QLabel* label, QWidget* box, bool visible) {
         label->setVisible(visible);
@@ -283,16 +283,16 @@ void MainWindow::applyKindVisibility() {
         b->setEnabled(!recording);
 }
 
-void MainWindow::setRecordingState(unsigned status) {
+void MainWindow::setRecordingState(RecordingStatus status) {
     status_ = status;
-    const bool recording = status != 0;
+    const bool recording = status != RecordingStatus::Idle;
     recordButton_->setText(L(recording ? "Main_Stop_Recording" : "Main_Start_Recording"));
     recordButton_->setIcon(Icons::glyph(recording ? Icons::Glyph::Stop : Icons::Glyph::Record, Qt::white));
     pauseButton_->setVisible(recording);
-    pauseButton_->setText(L(status == 2 ? "Main_Resume" : "Main_Pause"));
-    pauseButton_->setIcon(
-        Icons::glyph(status == 2 ? Icons::Glyph::Resume : Icons::Glyph::Pause, kGlyphColor));
-    stateLabel_->setText(L(status == 2 ? "Main_Paused" : "Main_Recording"));
+    pauseButton_->setText(L(status == RecordingStatus::Paused ? "Main_Resume" : "Main_Pause"));
+    pauseButton_->setIcon(Icons::glyph(
+        status == RecordingStatus::Paused ? Icons::Glyph::Resume : Icons::Glyph::Pause, kGlyphColor));
+    stateLabel_->setText(L(status == RecordingStatus::Paused ? "Main_Paused" : "Main_Recording"));
     applyKindVisibility();
 }
 

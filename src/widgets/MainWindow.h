@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -24,7 +26,7 @@ public:
     explicit MainWindow(AppDelegate& app, QWidget* parent = nullptr);
 
     // State shown by the window.
-    void setRecordingState(unsigned status); // 0 idle, 1/3 recording, 2 paused
+    void setRecordingState(RecordingStatus status);
     void setDurationTexts(const QString& time, const QString& size);
     void setDisplayNames(const QStringList& names, int current);
     void setCameraNames(const QStringList& names, int current);
@@ -79,7 +81,7 @@ private:
     void fillOnOff(QComboBox* box, bool on);
 
     AppDelegate& app_;
-    unsigned status_ = 0;
+    RecordingStatus status_ = RecordingStatus::Idle;
     QButtonGroup* modeGroup_ = nullptr;
     QStackedWidget* panels_ = nullptr;
     QLabel* displayLabel_ = nullptr;

@@ -96,7 +96,7 @@ void StatusItem::assign(int index, const std::function<void()>& action) {
     items_[index]->setEnabled(static_cast<bool>(action));
 }
 
-void StatusItem::refreshStateMenuItem(bool infoViewHidden, unsigned recordingStatus) {
+void StatusItem::refreshStateMenuItem(bool infoViewHidden, RecordingStatus recordingStatus) {
     if (items_.isEmpty())
         return;
     if (infoViewHidden) {
@@ -105,7 +105,8 @@ void StatusItem::refreshStateMenuItem(bool infoViewHidden, unsigned recordingSta
         return;
     }
     assign(0, actions_.recordScreenClicked);
-    assign(1, recordingStatus != 0 ? actions_.pauseOrResumeAction : std::function<void()>{});
+    assign(1,
+           recordingStatus != RecordingStatus::Idle ? actions_.pauseOrResumeAction : std::function<void()>{});
     assign(2, actions_.screenshort);
     assign(3, actions_.OnorOffCaptrueCamera);
     assign(4, actions_.showDoodleToolAction);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
+
 #include <QObject>
 #include <functional>
 
@@ -37,7 +39,7 @@ public:
     // pauses/resumes only while recording, item 2 takes a screenshot and
     // item 3 toggles the camera (the reverse of their titles: a long-standing
     // behaviour users' habits rely on), item 4 opens the drawing tools.
-    void refreshStateMenuItem(bool infoViewHidden, unsigned recordingStatus);
+    void refreshStateMenuItem(bool infoViewHidden, RecordingStatus recordingStatus);
     void setRecording(bool recording);
 
     QMenu* menu() const { return menu_; }

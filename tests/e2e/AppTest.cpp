@@ -60,7 +60,7 @@ protected:
         app.reset();
         setAlertPresenter({});
     }
-    unsigned status() { return frameDeck->recordManager().status; }
+    unsigned status() { return toInt(frameDeck->recordManager().status.load()); }
     void chooseKind(int kind) {
         frameDeck->mainWindow().modeButton(kind)->click();
         QTest::qWait(50);
@@ -177,7 +177,7 @@ TEST_F(App, TrayStartsAndStopsAndTakesScreenshots) {
     ASSERT_EQ(list().size(), 1);
 
     // After the refresh the third item takes the screenshot.
-    frameDeck->statusItem().refreshStateMenuItem(false, 0);
+    frameDeck->statusItem().refreshStateMenuItem(false, RecordingStatus::Idle);
     items[2]->trigger();
     const QVariantList records = list();
     ASSERT_EQ(records.size(), 2);

@@ -100,32 +100,33 @@ std::string chooseOutputName(const std::vector<EZAudioDevice>& outputs,
     return {};
 }
 
-unsigned consistentAudioType(unsigned requested, bool hasMicrophone, bool hasLoopbackInput,
-                             bool hasInputAggregate) {
-    const unsigned withoutMicrophone = hasLoopbackInput ? kAudioSystem : kAudioNone;
+RecordAudioType consistentAudioType(RecordAudioType requested, bool hasMicrophone, bool hasLoopbackInput,
+                                    bool hasInputAggregate) {
+    const RecordAudioType withoutMicrophone =
+        hasLoopbackInput ? RecordAudioType::System : RecordAudioType::None;
     switch (requested) {
-    case kAudioSystem:
+    case RecordAudioType::System:
         return withoutMicrophone;
-    case kAudioMicrophone:
-        return hasMicrophone ? kAudioMicrophone : withoutMicrophone;
-    case kAudioBoth:
+    case RecordAudioType::Microphone:
+        return hasMicrophone ? RecordAudioType::Microphone : withoutMicrophone;
+    case RecordAudioType::Both:
         if (!hasMicrophone)
             return withoutMicrophone;
-        return hasInputAggregate && hasLoopbackInput ? kAudioBoth : kAudioMicrophone;
+        return hasInputAggregate && hasLoopbackInput ? RecordAudioType::Both : RecordAudioType::Microphone;
     default:
-        return kAudioNone;
+        return RecordAudioType::None;
     }
 }
 
-unsigned recordAudioTypeForItems(long systemItem, long microphoneItem) {
+RecordAudioType recordAudioTypeForItems(long systemItem, long microphoneItem) {
     constexpr long on = 1, off = 2;
     if (systemItem == on && microphoneItem == off)
-        return kAudioSystem;
+        return RecordAudioType::System;
     if (systemItem == on && microphoneItem == on)
-        return kAudioBoth;
+        return RecordAudioType::Both;
     if (systemItem == off && microphoneItem == on)
-        return kAudioMicrophone;
-    return kAudioNone;
+        return RecordAudioType::Microphone;
+    return RecordAudioType::None;
 }
 
 } // namespace AudioDeviceRules

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
 #include "engine/audio/EZAudioDevice.h"
 
 #include <optional>
@@ -31,14 +32,6 @@ enum ResultCode : int {
     kResultOutputAggregateFailed = 91,
 };
 
-// Record audio types.
-enum AudioType : unsigned {
-    kAudioSystem = 0,
-    kAudioMicrophone = 1,
-    kAudioBoth = 2,
-    kAudioNone = 3,
-};
-
 bool startsWith(std::string_view text, std::string_view prefix);
 bool endsWith(std::string_view text, std::string_view suffix);
 
@@ -63,12 +56,12 @@ std::string chooseOutputName(const std::vector<EZAudioDevice>& outputs,
 // The audio kind that is possible: asking for a microphone without one
 // falls back to system audio (or none without the loop-back device), "both"
 // without the input aggregate to the microphone alone.
-unsigned consistentAudioType(unsigned requested, bool hasMicrophone, bool hasLoopbackInput,
-                             bool hasInputAggregate);
+RecordAudioType consistentAudioType(RecordAudioType requested, bool hasMicrophone, bool hasLoopbackInput,
+                                    bool hasInputAggregate);
 
 // The audio kind chosen by the main window's two pop-ups (item 1 on, item 2
 // off, item 0 the title): system only 0, microphone only 1, both 2,
 // anything else 3.
-unsigned recordAudioTypeForItems(long systemItem, long microphoneItem);
+RecordAudioType recordAudioTypeForItems(long systemItem, long microphoneItem);
 
 } // namespace AudioDeviceRules

@@ -221,18 +221,19 @@ bool RVAudioRouting::hasInstallSoundFlower() {
     return false;
 }
 
-std::optional<EZAudioDevice> RVAudioRouting::switchRecordType(unsigned recordType) {
+std::optional<EZAudioDevice> RVAudioRouting::switchRecordType(RecordAudioType recordType) {
     EMLog::showMessage("switchRecordType name = %d,", static_cast<int>(recordType));
     if (!aggregateOutputDevice)
         loadMROutPutDevice();
     // The same for the input aggregate, which may be asked for before its
     // follow-up load ran.
-    if (recordType != kAudioSystem && recordType != kAudioMicrophone && !aggregateInputDevcie)
+    if (recordType != RecordAudioType::System && recordType != RecordAudioType::Microphone &&
+        !aggregateInputDevcie)
         loadMRInputDevice();
     recordAudioType = recordType;
-    const auto& wanted = recordType == kAudioSystem       ? soundflowerInputDevcie
-                         : recordType == kAudioMicrophone ? builtInputDevice
-                                                          : aggregateInputDevcie;
+    const auto& wanted = recordType == RecordAudioType::System       ? soundflowerInputDevcie
+                         : recordType == RecordAudioType::Microphone ? builtInputDevice
+                                                                     : aggregateInputDevcie;
     if (wanted)
         selectInputDevice = wanted;
     if (aggregateOutputDevice)
@@ -277,15 +278,15 @@ void RVAudioRouting::checkAudioDevice() {
     loadMRInputDevice();
     loadMROutPutDevice();
 
-    const unsigned wanted = recordAudioType;
+    const RecordAudioType wanted = recordAudioType;
     const bool microphone = hasMicrophone();
-    if ((wanted == kAudioMicrophone || wanted == kAudioBoth) && !microphone) {
-        EMLog::showMessage("%s %d no microphone for audio type %u", __func__, __LINE__, wanted);
+    if ((wanted == RecordAudioType::Microphone || wanted == RecordAudioType::Both) && !microphone) {
+        EMLog::showMessage("%s %d no microphone for audio type %u", __func__, __LINE__, toInt(wanted));
         if (hooks_.showMicrophoneAlert)
             hooks_.showMicrophoneAlert();
     }
-    const unsigned type = consistentAudioType(wanted, microphone, soundflowerInputDevcie.has_value(),
-                                              aggregateInputDevcie.has_value());
+    const RecordAudioType type = consistentAudioType(wanted, microphone, soundflowerInputDevcie.has_value(),
+                                                     aggregateInputDevcie.has_value());
     const auto input = switchRecordType(type);
     if (hooks_.audioRoutingChanged)
         hooks_.audioRoutingChanged(type, input);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
 #include "engine/audio/EZAudioDevice.h"
 
 #include <chrono>
@@ -33,7 +34,7 @@ public:
         // After devices appeared or vanished the audio kind had to change
         // (or the input to open did): the controller stores the kind, shows
         // it in the audio pop-ups and reopens the audio capture on `input`.
-        std::function<void(unsigned recordAudioType, const std::optional<EZAudioDevice>& input)>
+        std::function<void(RecordAudioType recordAudioType, const std::optional<EZAudioDevice>& input)>
             audioRoutingChanged;
     };
 
@@ -77,7 +78,7 @@ public:
     // start-up load).
     // Returns the input the audio capture opens (by its name, or its UID on
     // the server). The controller sets the encoder's audio settings itself.
-    std::optional<EZAudioDevice> switchRecordType(unsigned recordType);
+    std::optional<EZAudioDevice> switchRecordType(RecordAudioType recordType);
 
     // Is there a microphone the "microphone only" mode can use? (The
     // start-up load asks before it keeps a stored microphone mode.)
@@ -106,7 +107,7 @@ public:
     // The chosen input and output (the system's at start-up).
     std::optional<EZAudioDevice> inputDevice;
     std::optional<EZAudioDevice> outputDevice;
-    unsigned recordAudioType = 0;
+    RecordAudioType recordAudioType = RecordAudioType::System;
 
 private:
     void later(Task task);

@@ -7,8 +7,9 @@
 #include <vector>
 
 // Makes the capture sources of a recording and answers the inventory
-// questions the controller asks (monitors, windows, cameras). The default
-// factory uses X11, PulseAudio and V4L2; tests hand the controller fakes.
+// questions the controller asks (monitors, windows, cameras). The platform
+// loader (src/stack) picks the backends and hands a factory to the
+// controller; tests hand it fakes.
 //
 // Main thread only. A create* call that cannot even try (no display) returns
 // null; device errors show up in the source's start().
@@ -28,8 +29,3 @@ public:
     // Cameras for the camera pop-up; empty on machines without one.
     virtual std::vector<CameraInfo> cameras() = 0;
 };
-
-// X11 + PulseAudio + V4L2. With FRAMEDECK_TEST_CAMERA=1 in the environment
-// the only camera is a test pattern (test desktops have no camera); it is
-// never chosen otherwise.
-std::unique_ptr<CaptureFactory> createDefaultCaptureFactory();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
 #include "engine/capture/CaptureTypes.h"
 #include "engine/capture/RecordingClock.h"
 
@@ -10,21 +11,13 @@
 // frame. The controller owns it (and exposes the members under these names);
 // the main thread writes, capture threads read, so every member is atomic.
 struct CompositorState {
-    // 0 idle, 1 recording, 2 paused, 3 recording after a resume.
-    std::atomic<unsigned> status{0};
+    std::atomic<RecordingStatus> status{RecordingStatus::Idle};
     // True while frames and audio are accepted (false while paused).
     std::atomic<bool> isWorking{false};
-    // 2 one window, 3 camera, 4 audio only, anything else the screen.
-    std::atomic<unsigned> recordVideoType{0};
-    std::atomic<unsigned> recordAudioType{0};
+    std::atomic<RecordVideoType> recordVideoType{RecordVideoType::FullScreen};
+    std::atomic<RecordAudioType> recordAudioType{RecordAudioType::System};
     std::atomic<RVRect> captureRect{RVRect{}};
     RecordingClock clock;
-
-    // Click state for the cursor effects: written by the click listener
-    // (main thread) and by the screen thread while it draws the ring.
-    std::atomic<bool> isCursorClick{false};
-    std::atomic<float> cursorEffectWidth{0};
-    std::atomic<RVPoint> cursorCenter{RVPoint{}};
 
     // Copied from the settings when a recording is configured, because the
     // settings store is main-thread only.

@@ -9,11 +9,6 @@
 
 namespace {
 
-constexpr unsigned kStatusRecording = 1;
-constexpr unsigned kStatusResumed = 3;
-constexpr unsigned kVideoTypeWindow = 2;
-constexpr unsigned kVideoTypeCamera = 3;
-constexpr unsigned kVideoTypeAudioOnly = 4;
 // A rescaled picture is held only until its push: two cover one queued and
 // one being drawn; more would only mean the queue is already dropping.
 constexpr int kScaledFrames = FramePushQueue::kMaxQueuedFrames + 2;
@@ -39,21 +34,20 @@ FrameCompositor::~FrameCompositor() {
 }
 
 bool FrameCompositor::isRecordingStatus() const {
-    const unsigned status = state_.status;
-    return status == kStatusRecording || status == kStatusResumed;
+    return ::isRecordingStatus(state_.status);
 }
 
 void FrameCompositor::screenFrame(const VideoFramePtr& frame) {
     if (!frame || !isRecordingStatus() || !session_.isWorking)
         return;
-    if (state_.recordVideoType == kVideoTypeAudioOnly)
+    const RecordVideoType kind = state_.recordVideoType;
+    if (kind == RecordVideoType::AudioOnly)
         return;
-    if (state_.recordVideoType != kVideoTypeWindow && hooks_.appendMouseCursor) {
+    if (kind != RecordVideoType::AppWindow && hooks_.appendMouseCursor) {
         const RVRect rect = state_.captureRect;
         hooks_.appendMouseCursor(*frame, rect);
     }
     stampAndPush(frame);
-    reportDuration();
 }
 
 void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
@@ -61,8 +55,8 @@ void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
         return;
     if (state_.isCaptrueMirrored)
         mirrorHorizontally(frame->pixels);
-    const bool cameraMode = state_.recordVideoType == kVideoTypeCamera;
-    if (state_.status == 0 && cameraMode) {
+    const bool cameraMode = state_.recordVideoType == RecordVideoType::Camera;
+    if (state_.status == RecordingStatus::Idle && cameraMode) {
         // Before the first recorded frame the camera decides the picture.
         std::lock_guard lock(sessionConfigMutex_);
         session_.setVideoBitrate(state_.cameraVideoBitrate);
@@ -72,21 +66,22 @@ void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
     }
     if (hooks_.cameraPreview)
         hooks_.cameraPreview(frame->pixels);
-    if (cameraMode && isRecordingStatus() && session_.isWorking) {
+    if (cameraMode && isRecordingStatus() && session_.isWorking)
         stampAndPush(frame);
-        reportDuration();
-    }
 }
 
 void FrameCompositor::audioBuffer(const AudioSampleBuffer& buffer, double captureTime) {
-    (void)captureTime; // the encoder places audio by its sample count
+    // The encoder places audio by its sample count; the capture time only
+    // starts the clock of an audio-only recording.
     ++audioBuffersReceived_;
     if (!state_.isWorking)
         return;
     if (hooks_.audioVolum)
         hooks_.audioVolum(buffer);
+    // Without pictures the first sound starts the recording clock.
+    if (state_.recordVideoType == RecordVideoType::AudioOnly)
+        state_.clock.firstFrame(captureTime > 0 ? captureTime : now_());
     session_.encoderPushAudio(buffer);
-    reportDuration();
 }
 
 void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
@@ -104,11 +99,6 @@ void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
     VideoFramePtr sized = pixelBufferFromCGImage(frame, width, height);
     if (sized)
         pushQueue_->offer(std::move(sized), timestampMs);
-}
-
-void FrameCompositor::reportDuration() {
-    if (hooks_.recordScreenTimeDuration)
-        hooks_.recordScreenTimeDuration(static_cast<long>(session_.countRecordedDuration() / 1000));
 }
 
 VideoFramePtr FrameCompositor::pixelBufferFromCGImage(const VideoFramePtr& frame, int width, int height) {

@@ -13,8 +13,8 @@
 class EncodeManager;
 
 // The receiving end of every capture source: stamps screen and camera frames
-// with the recording clock and hands them to the encoder session, pushes
-// audio, and reports the recorded time. Frames that arrive while the
+// with the recording clock and hands them to the encoder session, and pushes
+// audio. Frames that arrive while the
 // recording is idle or paused are dropped.
 //
 // Screen frames are decorated (cursor, click ring, watermark) in the memory
@@ -37,8 +37,6 @@ public:
         std::function<void(const PixelBufferView& frame)> cameraPreview;
         // The input level meter. Audio thread.
         std::function<void(const AudioSampleBuffer& buffer)> audioVolum;
-        // The delegate's recordScreenTimeDuration (whole seconds). Any capture thread.
-        std::function<void(long seconds)> recordScreenTimeDuration;
     };
 
     // `now` is the clock used when a source gives no capture time (tests
@@ -77,7 +75,6 @@ public:
 private:
     bool isRecordingStatus() const;
     void stampAndPush(const VideoFramePtr& frame);
-    void reportDuration();
 
     CompositorState& state_;
     EncodeManager& session_;

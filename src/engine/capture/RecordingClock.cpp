@@ -3,6 +3,7 @@
 #include <numeric>
 
 void RecordingClock::reset() {
+    paused_ = false;
     startDate_ = 0;
     fileTimes_ = std::make_shared<const Durations>();
 }
@@ -23,6 +24,7 @@ double RecordingClock::timestamp(double now) const {
 }
 
 void RecordingClock::pause(double now) {
+    paused_ = true;
     const double start = startDate_.load();
     if (start == 0)
         return;
@@ -33,4 +35,14 @@ void RecordingClock::pause(double now) {
 
 void RecordingClock::resume(double now) {
     startDate_ = now;
+    paused_ = false;
+}
+
+double RecordingClock::elapsed(double now) const {
+    const auto times = fileTimes_.load();
+    const double before = std::accumulate(times->begin(), times->end(), 0.0);
+    const double start = startDate_.load();
+    if (start == 0 || paused_.load())
+        return before;
+    return now - start + before;
 }

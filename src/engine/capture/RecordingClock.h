@@ -29,11 +29,16 @@ public:
     // Main thread. A pause before the first frame has no stretch to keep.
     void pause(double now);
     void resume(double now);
+    // Any thread: seconds recorded by `now`, paused time left out (0 until
+    // the first frame; audio-only recordings start it with their first
+    // sample). What a time limit is measured against.
+    double elapsed(double now) const;
 
     double startDate() const { return startDate_.load(); }
     std::shared_ptr<const Durations> fileTimes() const { return fileTimes_.load(); }
 
 private:
     std::atomic<double> startDate_{0};
+    std::atomic<bool> paused_{false};
     std::atomic<std::shared_ptr<const Durations>> fileTimes_{std::make_shared<const Durations>()};
 };

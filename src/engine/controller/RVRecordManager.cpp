@@ -3,20 +3,12 @@
 #include "core/EMLog.h"
 #include "core/KeyValueStore.h"
 #include "engine/EncodeManager.h"
-#include "engine/controller/RecordingTexts.h"
+#include "engine/controller/RecordingRules.h"
 
-#include <mutex>
+#include <stdexcept>
 
 namespace {
 
-constexpr unsigned kStatusIdle = 0;
-constexpr unsigned kStatusRecording = 1;
-constexpr unsigned kStatusPaused = 2;
-constexpr unsigned kStatusResumed = 3;
-constexpr unsigned kVideoTypeWindow = 2;
-constexpr unsigned kVideoTypeCamera = 3;
-constexpr unsigned kVideoTypeAudioOnly = 4;
-constexpr unsigned kAudioTypeNone = 3;
 // Areas wider than this are unusual enough to be worth a line in the log.
 constexpr double kWideCaptureRect = 1440;
 
@@ -25,19 +17,19 @@ std::atomic<RVRecordManager*> g_shared{nullptr};
 } // namespace
 
 RVRecordManager* RVRecordManager::sharedInstance() {
-    if (RVRecordManager* existing = g_shared.load())
-        return existing;
-    static MemoryKeyValueStore fallbackSettings;
-    static std::once_flag once;
-    static std::unique_ptr<RVRecordManager> fallback;
-    std::call_once(once, [] {
-        if (g_shared.load())
-            return;
-        Collaborators c;
-        c.settings = &fallbackSettings;
-        fallback = std::make_unique<RVRecordManager>(std::move(c));
-    });
     return g_shared.load();
+}
+
+const char* captureSourceName(CaptureSourceKind kind) {
+    switch (kind) {
+    case CaptureSourceKind::Screen:
+        return "screen";
+    case CaptureSourceKind::Camera:
+        return "camera";
+    case CaptureSourceKind::Audio:
+        return "audio";
+    }
+    return "?";
 }
 
 RVRecordManager::RVRecordManager(Collaborators collaborators)
@@ -45,7 +37,7 @@ RVRecordManager::RVRecordManager(Collaborators collaborators)
       encodeManager_(std::move(collaborators.encodeManager)), settings_(collaborators.settings),
       now_(std::move(collaborators.clock)) {
     if (!factory_)
-        factory_ = createDefaultCaptureFactory();
+        throw std::invalid_argument("the recording controller needs a capture factory");
     if (!now_)
         now_ = captureClockNow;
     RVRecordManager* expected = nullptr;
@@ -53,7 +45,7 @@ RVRecordManager::RVRecordManager(Collaborators collaborators)
     compositor_ = std::make_unique<FrameCompositor>(*this, encodeManager(), now_);
     setCompositorHooks({});
     encodeManager().recordVideoTypeProvider = [this] {
-        return static_cast<int>(recordVideoType.load());
+        return static_cast<int>(toInt(recordVideoType.load()));
     };
     prepareDevice();
 }
@@ -61,9 +53,8 @@ RVRecordManager::RVRecordManager(Collaborators collaborators)
 RVRecordManager::~RVRecordManager() {
     *alive_ = false;
     checkAudioDeviceTimer.invalidate();
-    captureScreenSession_.reset();
-    captureVideoSession_.reset();
-    captureAudioSession_.reset();
+    for (Session& s : sessions_)
+        s.source.reset();
     if (encodeManager_ && encodeManager_->isWorking)
         encodeManager_->stopEncoderEncode();
     compositor_.reset();
@@ -95,11 +86,12 @@ void RVRecordManager::setCompositorHooks(FrameCompositor::Hooks hooks) {
     h.appendMouseCursor = std::move(hooks.appendMouseCursor);
     h.cameraPreview = std::move(hooks.cameraPreview);
     h.audioVolum = std::move(hooks.audioVolum);
-    // The delegate report stays the controller's own.
-    h.recordScreenTimeDuration = [this](long seconds) {
-        if (delegate && delegate->recordScreenTimeDuration)
-            delegate->recordScreenTimeDuration(seconds);
-    };
+}
+
+void RVRecordManager::setStatus(RecordingStatus value) {
+    status = value;
+    if (host_.statusChanged)
+        host_.statusChanged(value);
 }
 
 void RVRecordManager::configure(const RecordRequest& request) {
@@ -138,7 +130,7 @@ void RVRecordManager::setCaptureRect(const RVRect& rect) {
 
 void RVRecordManager::startCapture() {
     trace(__func__, __LINE__);
-    captrueAudioInputEnable(recordAudioType != kAudioTypeNone);
+    captrueAudioInputEnable(recordAudioType != RecordAudioType::None);
 }
 
 bool RVRecordManager::wantsScreenInput() const {
@@ -147,11 +139,11 @@ bool RVRecordManager::wantsScreenInput() const {
 
 void RVRecordManager::startRecording() {
     trace(__func__, __LINE__);
+    if (host_.recordingStarting)
+        host_.recordingStarting();
     isWorking = true;
     clock.reset();
     lastCaptureError.clear();
-    if (host_.setRecording)
-        host_.setRecording(true);
     EncodeManager& session = encodeManager();
     session.initHandle();
 
@@ -159,41 +151,42 @@ void RVRecordManager::startRecording() {
         return !check || check(args...);
     };
     screenInputWanted_ = false;
-    if (recordVideoType == kVideoTypeCamera) {
+    if (recordVideoType == RecordVideoType::Camera) {
         captrueScreenInputEnable(false);
         captrueVideoInputEnable(true);
     } else {
         // The grab's area is fixed when it starts, so the screen input is
         // started below, once the area (a window's, evened) is known.
         if (permitted(host_.checkCaptureAudio))
-            screenInputWanted_ = recordVideoType != kVideoTypeAudioOnly;
+            screenInputWanted_ = recordVideoType != RecordVideoType::AudioOnly;
         if (permitted(host_.checkCapture, 0))
-            captrueVideoInputEnable(host_.isCaptrue ? host_.isCaptrue() : request_.isCaptrue);
+            captrueVideoInputEnable(request_.isCaptrue);
     }
 
-    const std::string outputPath = host_.currentOutputPath ? host_.currentOutputPath() : request_.outputPath;
+    const std::string& outputPath = request_.outputPath;
     session.setOutputPath(outputPath);
 
     onScreenWindows = factory_->onScreenWindows();
     desktopElements = onScreenWindows;
 
-    if (recordVideoType != kVideoTypeCamera)
+    if (recordVideoType != RecordVideoType::Camera)
         chooseImageSize();
 
     clock.reset();
-    status = kStatusRecording;
+    status = RecordingStatus::Recording;
 
     {
         std::lock_guard lock(compositor_->sessionConfigMutex());
-        if (recordAudioType != kAudioTypeNone)
+        if (recordAudioType != RecordAudioType::None)
             session.setUpAudioSettings();
-        if (recordVideoType != kVideoTypeAudioOnly)
+        if (recordVideoType != RecordVideoType::AudioOnly)
             session.setUpVideoSettings();
     }
     session.setOutputPath(outputPath);
     session.startEncoderEncode();
-    if (host_.refreshStateMenuItem)
-        host_.refreshStateMenuItem();
+    if (host_.recordingStarted)
+        host_.recordingStarted();
+    setStatus(RecordingStatus::Recording);
 }
 
 void RVRecordManager::chooseImageSize() {
@@ -201,14 +194,11 @@ void RVRecordManager::chooseImageSize() {
     const RVRect rect = captureRect;
     if (rect.isZero()) {
         session.setImageSize({static_cast<double>(screen_.width), static_cast<double>(screen_.height)});
-    } else if (recordVideoType != kVideoTypeWindow) {
+    } else if (recordVideoType != RecordVideoType::AppWindow) {
         session.setImageSize({rect.width, rect.height});
     } else {
-        const uint64_t number =
-            host_.selectedWindowNumber ? host_.selectedWindowNumber() : request_.selectedWindowNumber;
-        const std::string name =
-            host_.selectedWindowName ? host_.selectedWindowName() : request_.selectedWindowName;
-        if (auto bounds = RecordingRules::walkDesktopElements(desktopElements, number, name))
+        if (auto bounds = RecordingRules::walkDesktopElements(desktopElements, request_.selectedWindowNumber,
+                                                              request_.selectedWindowName))
             captureRect = *bounds;
         const RVRect evened = captureRect;
         session.setImageSize({evened.width, evened.height});
@@ -222,37 +212,32 @@ void RVRecordManager::pauseRecording() {
     trace(__func__, __LINE__);
     isWorking = false;
     clock.pause(now_());
-    status = kStatusPaused;
+    setStatus(RecordingStatus::Paused);
 }
 
 void RVRecordManager::resumeRecording() {
     trace(__func__, __LINE__);
     clock.resume(now_());
     isWorking = true;
-    status = kStatusResumed;
+    setStatus(RecordingStatus::Resumed);
 }
 
 void RVRecordManager::stopRecording() {
     trace(__func__, __LINE__);
     isWorking = false;
-    if (host_.enableTimeSetsBtn)
-        host_.enableTimeSetsBtn();
-    if (host_.setRecording)
-        host_.setRecording(false);
     trace(__func__, __LINE__);
     onScreenWindows.clear();
     desktopElements.clear();
-    status = kStatusIdle;
+    status = RecordingStatus::Idle;
     // Frames accepted before the stop are still on their way; they belong in
     // the file, ahead of the trailers.
     compositor_->drain();
     encodeManager().stopEncoderEncode();
     trace(__func__, __LINE__);
-    if (host_.hideRecordView)
-        host_.hideRecordView();
-    if (host_.refreshStateMenuItem)
-        host_.refreshStateMenuItem();
     captrueScreenInputEnable(false);
+    if (host_.recordingStopped)
+        host_.recordingStopped();
+    setStatus(RecordingStatus::Idle);
     trace(__func__, __LINE__);
 }
 
@@ -262,22 +247,21 @@ void RVRecordManager::stopCapture() {
 
 void RVRecordManager::timerDurationTimeOut() {
     EncodeManager& session = encodeManager();
-    const auto seconds = static_cast<long long>(session.countRecordedDuration() / 1000);
-    if (seconds < 0) {
-        EMLog::showMessage("get error record duration= %d", static_cast<int>(seconds));
+    RecordingProgress progress;
+    progress.seconds = static_cast<long long>(session.countRecordedDuration() / 1000);
+    if (progress.seconds < 0) {
+        EMLog::showMessage("get error record duration= %d", static_cast<int>(progress.seconds));
         return;
     }
-    const std::string timeText = RecordingRules::durationText(static_cast<uint64_t>(seconds));
-    const std::string sizeText = RecordingRules::fileSizeText(
-        session.filesize(), host_.systemFreeSpace ? host_.systemFreeSpace() : "");
-    if (host_.showDuration)
-        post([show = host_.showDuration, timeText, sizeText] { show(timeText, sizeText); });
+    progress.bytes = session.filesize();
+    if (host_.clockTick)
+        host_.clockTick(progress);
 }
 
-void RVRecordManager::switchRecordType(unsigned type) {
-    EMLog::showMessage("switchRecordType name = %d,", static_cast<int>(type));
+void RVRecordManager::switchRecordType(RecordAudioType type) {
+    EMLog::showMessage("switchRecordType name = %d,", static_cast<int>(toInt(type)));
     recordAudioType = type;
-    if (type != kAudioTypeNone) {
+    if (type != RecordAudioType::None) {
         EncodeManager& session = encodeManager();
         session.setAudioBitrate(12800);
         session.setAudioSamples(44100);
@@ -288,9 +272,9 @@ void RVRecordManager::switchRecordType(unsigned type) {
         routing_.switchRecordType(type);
     // The capture follows the new input; during a recording the stream keeps
     // running, since a gap would shift the audio against the video.
-    if (status == kStatusIdle && captureAudioSession_) {
+    if (status == RecordingStatus::Idle && hasAudioSession()) {
         captrueAudioInputEnable(false);
-        captrueAudioInputEnable(type != kAudioTypeNone);
+        captrueAudioInputEnable(type != RecordAudioType::None);
     }
 }
 
@@ -301,11 +285,11 @@ void RVRecordManager::startRecordScreen() {
 }
 
 void RVRecordManager::readyToRecordScreen() {
-    if (status != kStatusIdle)
+    if (status != RecordingStatus::Idle)
         return;
     trace(__func__, __LINE__);
     isDisableChangeScreen = false;
     arrayRect = factory_->onScreenWindows();
-    if (host_.openSelectionWindows)
-        host_.openSelectionWindows(arrayRect);
+    if (host_.selectionRequested)
+        host_.selectionRequested(arrayRect);
 }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "engine/RecordRequest.h"
 #include "engine/capture/CaptureFactory.h"
 #include "engine/capture/CompositorState.h"
 #include "engine/capture/FrameCompositor.h"
-#include "engine/controller/RecordRequest.h"
 #include "engine/controller/RepeatingTimer.h"
 
 #include <atomic>
@@ -16,49 +16,61 @@
 class EncodeManager;
 class KeyValueStore;
 
-// Receives the recorded duration. The member is optional: an empty function
-// is a delegate that does not answer to it. Called on the capture threads.
-struct RVRecordAudioManagerDelegate {
-    std::function<void(long seconds)> recordScreenTimeDuration;
+// The three capture sessions of a recording.
+enum class CaptureSourceKind { Screen, Camera, Audio };
+// "screen", "camera", "audio": for logs and messages.
+const char* captureSourceName(CaptureSourceKind kind);
+
+// One run of one capture session: its kind, and which start of that kind it
+// was. A notice that arrives late (a source failed just as it was replaced)
+// carries the identity of the source it is about, so it never stops the
+// replacement.
+struct CaptureSourceId {
+    CaptureSourceKind kind = CaptureSourceKind::Screen;
+    uint64_t serial = 0;
+    bool operator==(const CaptureSourceId&) const = default;
 };
 
-// What the recording controller asks of the application controller and its
-// windows. Every hook may be empty; the comment says what an empty one means.
-// Hooks are called on the main thread unless they say otherwise.
+// What the clock tick reports once a second while recording.
+struct RecordingProgress {
+    // Whole seconds recorded (pauses left out); negative when the encoder
+    // could not tell.
+    long long seconds = 0;
+    // Bytes written so far, as the encoder reports them.
+    double bytes = 0;
+};
+
+// What the recording controller tells its host, and the little it asks.
+// Events are named for what happened; the host decides which windows react.
+// Every member may be empty. Events come on the main thread.
 struct RVRecordHost {
-    std::function<void(bool recording)> setRecording;
-    std::function<void()> refreshStateMenuItem;
-    // Re-enables the timed-recording button (stop).
-    std::function<void()> enableTimeSetsBtn;
-    // Removes the recording view from its window and hides the window (stop).
-    std::function<void()> hideRecordView;
-    // Permission checks; empty: granted (X11 asks for none).
-    std::function<bool()> checkCaptureAudio;
-    std::function<bool(int)> checkCapture;
-    // The camera switch that adds the camera to a screen recording; empty: off.
-    std::function<bool()> isCaptrue;
-    // The application's current output path; empty: the request's.
-    std::function<std::string()> currentOutputPath;
-    // The window chosen in the selection overlay (window recordings).
-    std::function<uint64_t()> selectedWindowNumber;
-    std::function<std::string()> selectedWindowName;
-    // The duration and size labels; called on the main thread.
-    std::function<void(const std::string& timeText, const std::string& sizeText)> showDuration;
-    std::function<std::string()> systemFreeSpace;
-    // Runs `task` on the main thread later (capture failures, device-check
+    // Runs `task` on the main thread later (capture failures and device-check
     // ticks come from other threads). Empty: runs it at once on the calling
     // thread, which suits tools without an event loop only.
     std::function<void(std::function<void()> task)> runOnMainThread;
-    // Opens the region-selection windows, one per screen, with the window
-    // list taken for them (readyToRecordScreen).
-    std::function<void(const std::vector<CaptureWindowInfo>& arrayRect)> openSelectionWindows;
-    // Told after the controller handled a capture failure (the alert, the
-    // audio-mode pop-up). `source` is "screen", "camera" or "audio".
-    std::function<void(const std::string& source, const std::string& message)> captureSessionRuntimeError;
-    // A capture session started or stopped ("screen", "camera", "audio"):
-    // the main window refreshes its audio pop-up and level meter.
-    std::function<void(const std::string& source)> captureSessionDidStartRunning;
-    std::function<void(const std::string& source)> captureSessionStoppedRunning;
+    // Permission checks; empty: granted (X11 asks for none).
+    std::function<bool()> checkCaptureAudio;
+    std::function<bool(int)> checkCapture;
+
+    // startRecording() begins, before any source starts for it: the last
+    // moment to prepare what draws into its frames.
+    std::function<void()> recordingStarting;
+    // The session is configured and encoding.
+    std::function<void()> recordingStarted;
+    // The file is written and closed.
+    std::function<void()> recordingStopped;
+    // The status changed (start, pause, resume, stop).
+    std::function<void(RecordingStatus status)> statusChanged;
+    // Once a second while recording (timerDurationTimeOut).
+    std::function<void(const RecordingProgress& progress)> clockTick;
+    // A region selection may begin: the window list taken for it
+    // (readyToRecordScreen).
+    std::function<void(const std::vector<CaptureWindowInfo>& arrayRect)> selectionRequested;
+    // A capture source started, stopped, or broke while running (after the
+    // controller let it go and, for audio, re-routed the devices).
+    std::function<void(CaptureSourceKind kind)> sourceStarted;
+    std::function<void(CaptureSourceKind kind)> sourceStopped;
+    std::function<void(CaptureSourceKind kind, const std::string& message)> sourceFailed;
 };
 
 // What the audio-device routing offers the controller. Empty hooks: no
@@ -68,9 +80,9 @@ struct RVAudioRoutingHooks {
     std::function<void()> prepareDevice;
     // switchRecordType's routing: build the output aggregate when missing,
     // select and make default the input and output for `recordAudioType`.
-    std::function<void(unsigned recordAudioType)> switchRecordType;
+    std::function<void(RecordAudioType recordAudioType)> switchRecordType;
     // The sound-server source to record for `recordAudioType`.
-    std::function<std::string(unsigned recordAudioType)> inputDeviceName;
+    std::function<std::string(RecordAudioType recordAudioType)> inputDeviceName;
     // The once-a-second device check while audio capture runs.
     std::function<void()> checkAudioDevice;
 };
@@ -81,12 +93,11 @@ struct RVAudioRoutingHooks {
 //
 // Threads: every member function runs on the main thread unless it says
 // otherwise. The capture threads read the members inherited from
-// CompositorState (status, isWorking, captureRect, clock, click state), all
-// atomic.
+// CompositorState (status, isWorking, captureRect, clock), all atomic.
 class RVRecordManager : public CompositorState {
 public:
     struct Collaborators {
-        // Null: the X11 / PulseAudio / V4L2 factory.
+        // Required: the capture backends, chosen by whoever builds the stack.
         std::unique_ptr<CaptureFactory> captureFactory;
         // Null: a session over `settings`, created on first use.
         std::unique_ptr<EncodeManager> encodeManager;
@@ -96,11 +107,11 @@ public:
         std::function<double()> clock;
     };
 
-    // The shared controller: the first one constructed, or (when none was)
-    // one over the default collaborators and an in-memory store. Any thread;
-    // created once.
+    // The shared controller: the first one constructed and still alive (null
+    // before the stack is built). Any thread.
     static RVRecordManager* sharedInstance();
 
+    // Throws std::invalid_argument without a capture factory.
     explicit RVRecordManager(Collaborators collaborators);
     ~RVRecordManager();
     RVRecordManager(const RVRecordManager&) = delete;
@@ -110,7 +121,6 @@ public:
     void setAudioRouting(RVAudioRoutingHooks routing) { routing_ = std::move(routing); }
     // Decorations of screen frames, camera preview, level meter. Set while idle.
     void setCompositorHooks(FrameCompositor::Hooks hooks);
-    RVRecordAudioManagerDelegate* delegate = nullptr;
 
     // The session, created with its first handle on first use.
     EncodeManager& encodeManager();
@@ -132,7 +142,7 @@ public:
     void stopRecording();
     void stopCapture();
     void timerDurationTimeOut();
-    void switchRecordType(unsigned recordAudioType);
+    void switchRecordType(RecordAudioType recordAudioType);
     void startRecordScreen();
     void readyToRecordScreen();
 
@@ -145,24 +155,28 @@ public:
 
     // The sessions' notifications, on the main thread: a source failed while
     // running, started, or stopped.
-    void captureSessionRuntimeErrorNotification(const std::string& source, const std::string& message);
-    void captureSessionDidStartRunningNotification(const std::string& source);
-    void captureSessionStoppedRunningNotification(const std::string& source);
+    // A notice about a source that is no longer the running one is ignored.
+    void captureSessionRuntimeErrorNotification(CaptureSourceId source, const std::string& message);
+    void captureSessionDidStartRunningNotification(CaptureSourceId source);
+    void captureSessionStoppedRunningNotification(CaptureSourceId source);
+    // The identity of the running source of `kind`; serial 0 when none runs.
+    CaptureSourceId runningSource(CaptureSourceKind kind) const;
+
+    // Seconds recorded so far, pauses left out (the recording clock).
+    double recordedSeconds() const { return clock.elapsed(now_()); }
 
     // Properties.
     double startDate() const { return clock.startDate(); }
     std::shared_ptr<const RecordingClock::Durations> fileTimes() const { return clock.fileTimes(); }
     const RVScreen& screen() const { return screen_; }
     unsigned screenNumber() const { return screenNumber_; }
-    bool hasScreenSession() const { return captureScreenSession_ != nullptr; }
-    bool hasVideoSession() const { return captureVideoSession_ != nullptr; }
-    bool hasAudioSession() const { return captureAudioSession_ != nullptr; }
+    bool hasScreenSession() const { return session(CaptureSourceKind::Screen).source != nullptr; }
+    bool hasVideoSession() const { return session(CaptureSourceKind::Camera).source != nullptr; }
+    bool hasAudioSession() const { return session(CaptureSourceKind::Audio).source != nullptr; }
     FrameCompositor& compositor() { return *compositor_; }
 
     std::atomic<bool> isDisableChangeScreen{false};
-    std::atomic<float> volum{0};
     RepeatingTimer checkAudioDeviceTimer;
-    std::vector<uint64_t> exceptWinodwArray;
     std::vector<CaptureWindowInfo> arrayRect;
     std::vector<CaptureWindowInfo> desktopElements;
     std::vector<CaptureWindowInfo> onScreenWindows;
@@ -173,12 +187,22 @@ public:
     std::string lastCaptureError;
 
 private:
+    struct Session {
+        std::unique_ptr<CaptureSource> source;
+        uint64_t serial = 0;
+    };
+    Session& session(CaptureSourceKind kind) { return sessions_[static_cast<int>(kind)]; }
+    const Session& session(CaptureSourceKind kind) const { return sessions_[static_cast<int>(kind)]; }
+    // Starts `source` as the running one of `kind`; false with `error` (and
+    // nothing runs) when it does not start.
+    bool run(CaptureSourceKind kind, std::unique_ptr<CaptureSource> source, std::string& error);
+    void stopSession(CaptureSourceKind kind);
     void trace(const char* function, int line) const;
     void post(std::function<void()> task);
-    void watch(CaptureSource& source, const char* name);
+    void setStatus(RecordingStatus status);
     bool wantsScreenInput() const;
     void chooseImageSize();
-    std::string audioInputDevice(unsigned recordAudioType) const;
+    std::string audioInputDevice(RecordAudioType recordAudioType) const;
 
     std::unique_ptr<CaptureFactory> factory_;
     std::unique_ptr<EncodeManager> encodeManager_;
@@ -187,9 +211,8 @@ private:
     RVRecordHost host_;
     RVAudioRoutingHooks routing_;
     std::unique_ptr<FrameCompositor> compositor_;
-    std::unique_ptr<CaptureSource> captureScreenSession_;
-    std::unique_ptr<CaptureSource> captureVideoSession_;
-    std::unique_ptr<CaptureSource> captureAudioSession_;
+    Session sessions_[3];
+    uint64_t nextSerial_ = 1;
     RVScreen screen_;
     unsigned screenNumber_ = 0;
     RecordRequest request_;

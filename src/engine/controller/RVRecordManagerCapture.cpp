@@ -6,9 +6,6 @@
 
 namespace {
 
-constexpr unsigned kAudioTypeSystem = 0;
-constexpr unsigned kAudioTypeNone = 3;
-constexpr unsigned kVideoTypeWindow = 2;
 // The device check runs once a second, often enough to notice a headset
 // being plugged in before the user starts talking.
 constexpr std::chrono::milliseconds kDeviceCheckInterval{1000};
@@ -18,9 +15,15 @@ constexpr const char* kDefaultMonitor = "@DEFAULT_MONITOR@";
 
 } // namespace
 
-void RVRecordManager::watch(CaptureSource& source, const char* name) {
+CaptureSourceId RVRecordManager::runningSource(CaptureSourceKind kind) const {
+    const Session& s = session(kind);
+    return {kind, s.source ? s.serial : 0};
+}
+
+bool RVRecordManager::run(CaptureSourceKind kind, std::unique_ptr<CaptureSource> source, std::string& error) {
+    const CaptureSourceId id{kind, nextSerial_++};
     std::weak_ptr<bool> alive = alive_;
-    source.setFailureCallback([this, alive, name = std::string(name)](const std::string& message) {
+    source->setFailureCallback([this, alive, id](const std::string& message) {
         // From the source's thread; the handling belongs to the main thread,
         // so without a way there it is only logged.
         if (!host_.runOnMainThread) {
@@ -28,34 +31,42 @@ void RVRecordManager::watch(CaptureSource& source, const char* name) {
                                message.c_str());
             return;
         }
-        post([this, alive, name, message] {
+        post([this, alive, id, message] {
             if (auto living = alive.lock(); living && *living)
-                captureSessionRuntimeErrorNotification(name, message);
+                captureSessionRuntimeErrorNotification(id, message);
         });
     });
+    if (!source->start(error)) {
+        lastCaptureError = error;
+        return false;
+    }
+    session(kind) = {std::move(source), id.serial};
+    captureSessionDidStartRunningNotification(id);
+    return true;
+}
+
+void RVRecordManager::stopSession(CaptureSourceKind kind) {
+    Session& s = session(kind);
+    if (!s.source)
+        return;
+    const CaptureSourceId id{kind, s.serial};
+    s.source->stop();
+    s.source.reset();
+    captureSessionStoppedRunningNotification(id);
 }
 
 void RVRecordManager::captrueScreenInputEnable(bool enable) {
-    if (!enable) {
-        if (captureScreenSession_) {
-            captureScreenSession_->stop();
-            captureScreenSession_.reset();
-            captureSessionStoppedRunningNotification("screen");
-        }
+    stopSession(CaptureSourceKind::Screen);
+    if (!enable)
         return;
-    }
-    cursorEffectWidth = 0;
-    isCursorClick = false;
     clock.reset();
-    captrueScreenInputEnable(false);
     EMLog::showMessage("%s %d screen %u %s %dx%d at %d,%d", __func__, __LINE__, screenNumber_,
                        screen_.name.c_str(), screen_.width, screen_.height, screen_.x, screen_.y);
     const double rate = encodeManager().fps > 0 ? encodeManager().fps : fps.load();
     std::unique_ptr<CaptureSource> source;
-    if (recordVideoType == kVideoTypeWindow) {
+    if (recordVideoType == RecordVideoType::AppWindow) {
         WindowCaptureRequest request;
-        request.window =
-            host_.selectedWindowNumber ? host_.selectedWindowNumber() : request_.selectedWindowNumber;
+        request.window = request_.selectedWindowNumber;
         const RVRect rect = captureRect;
         request.width = static_cast<int>(rect.width);
         request.height = static_cast<int>(rect.height);
@@ -71,23 +82,12 @@ void RVRecordManager::captrueScreenInputEnable(bool enable) {
     if (!source)
         return;
     source->setVideoCallback([this](const VideoFramePtr& frame) { compositor_->screenFrame(frame); });
-    watch(*source, "screen");
-    std::string error;
-    if (!source->start(error)) {
+    if (std::string error; !run(CaptureSourceKind::Screen, std::move(source), error))
         EMLog::showMessage("%s %d error:%s", __func__, __LINE__, error.c_str());
-        lastCaptureError = error;
-        return;
-    }
-    captureScreenSession_ = std::move(source);
-    captureSessionDidStartRunningNotification("screen");
 }
 
 void RVRecordManager::captrueVideoInputEnable(bool enable) {
-    if (captureVideoSession_) {
-        captureVideoSession_->stop();
-        captureVideoSession_.reset();
-        captureSessionStoppedRunningNotification("camera");
-    }
+    stopSession(CaptureSourceKind::Camera);
     if (!enable)
         return;
     CameraCaptureRequest request;
@@ -96,24 +96,20 @@ void RVRecordManager::captrueVideoInputEnable(bool enable) {
     if (!source)
         return;
     source->setVideoCallback([this](const VideoFramePtr& frame) { compositor_->cameraFrame(frame); });
-    watch(*source, "camera");
-    std::string error;
-    if (!source->start(error)) {
+    CaptureSource& camera = *source;
+    if (std::string error; !run(CaptureSourceKind::Camera, std::move(source), error)) {
         EMLog::showMessage("videoInputError == %s", error.c_str());
-        lastCaptureError = error;
         return;
     }
     // The camera decides the picture of a camera recording; the size is
     // known once the device is open, before its first frame.
-    if (recordVideoType == 3 && status == 0) {
+    if (recordVideoType == RecordVideoType::Camera && status == RecordingStatus::Idle) {
         std::lock_guard lock(compositor_->sessionConfigMutex());
         encodeManager().setImageSize(
-            {static_cast<double>(source->frameWidth()), static_cast<double>(source->frameHeight())});
+            {static_cast<double>(camera.frameWidth()), static_cast<double>(camera.frameHeight())});
         encodeManager().setVideoBitrate(cameraVideoBitrate);
         encodeManager().setFps(static_cast<float>(fps.load()));
     }
-    captureVideoSession_ = std::move(source);
-    captureSessionDidStartRunningNotification("camera");
 }
 
 AudioCaptureRequest RVRecordManager::setupAudioSettings() {
@@ -131,7 +127,7 @@ AudioCaptureRequest RVRecordManager::setupAudioSettings() {
     return request;
 }
 
-std::string RVRecordManager::audioInputDevice(unsigned type) const {
+std::string RVRecordManager::audioInputDevice(RecordAudioType type) const {
     if (!request_.audioDevice.empty())
         return request_.audioDevice;
     if (routing_.inputDeviceName)
@@ -139,26 +135,18 @@ std::string RVRecordManager::audioInputDevice(unsigned type) const {
     // Without routing, system audio is what the default sink plays and
     // everything else the default source (a mix of both needs the routing's
     // aggregate input).
-    return type == kAudioTypeSystem ? kDefaultMonitor : "";
+    return type == RecordAudioType::System ? kDefaultMonitor : "";
 }
 
 void RVRecordManager::captrueAudioInputEnable(bool enable) {
     if (!enable) {
         checkAudioDeviceTimer.invalidate();
-        if (!captureAudioSession_) {
+        if (!hasAudioSession())
             EMLog::showMessage("get deview input with device failed");
-            return;
-        }
-        captureAudioSession_->stop();
-        captureAudioSession_.reset();
-        captureSessionStoppedRunningNotification("audio");
+        stopSession(CaptureSourceKind::Audio);
         return;
     }
-    if (captureAudioSession_) {
-        captureAudioSession_->stop();
-        captureAudioSession_.reset();
-        captureSessionStoppedRunningNotification("audio");
-    }
+    stopSession(CaptureSourceKind::Audio);
     if (routing_.checkAudioDevice) {
         std::weak_ptr<bool> alive = alive_;
         checkAudioDeviceTimer.start(kDeviceCheckInterval, [this, alive] {
@@ -173,7 +161,7 @@ void RVRecordManager::captrueAudioInputEnable(bool enable) {
     selectInputDevice = request.device;
     EMLog::showMessage("%s %d %s", __func__, __LINE__,
                        request.device.empty() ? "default" : request.device.c_str());
-    if (recordAudioType == kAudioTypeNone)
+    if (recordAudioType == RecordAudioType::None)
         return;
     auto source = factory_->createAudioSource(request);
     if (!source) {
@@ -183,51 +171,45 @@ void RVRecordManager::captrueAudioInputEnable(bool enable) {
     source->setAudioCallback([this](const AudioSampleBuffer& buffer, double captureTime) {
         compositor_->audioBuffer(buffer, captureTime);
     });
-    watch(*source, "audio");
-    std::string error;
-    if (!source->start(error)) {
+    if (std::string error; !run(CaptureSourceKind::Audio, std::move(source), error)) {
         EMLog::showMessage("add audio input to session failed");
         EMLog::showMessage("%s %d error:%s", __func__, __LINE__, error.c_str());
-        lastCaptureError = error;
-        return;
     }
-    captureAudioSession_ = std::move(source);
-    captureSessionDidStartRunningNotification("audio");
 }
 
-void RVRecordManager::captureSessionRuntimeErrorNotification(const std::string& source,
+void RVRecordManager::captureSessionRuntimeErrorNotification(CaptureSourceId source,
                                                              const std::string& message) {
     EMLog::showMessage("%s %d error:%s", __func__, __LINE__, message.c_str());
+    // A source that was already replaced or stopped may still report its
+    // end; only the running one is let go.
+    if (runningSource(source.kind) != source) {
+        EMLog::showMessage("%s %d a %s source that is no longer running: ignored", __func__, __LINE__,
+                           captureSourceName(source.kind));
+        return;
+    }
     // The failed source has ended its thread; let it go. The others (video
     // when audio failed) keep recording.
-    std::unique_ptr<CaptureSource>* failed = source == "audio"    ? &captureAudioSession_
-                                             : source == "camera" ? &captureVideoSession_
-                                                                  : &captureScreenSession_;
-    if (*failed) {
-        (*failed)->stop();
-        failed->reset();
-        captureSessionStoppedRunningNotification(source);
-    }
-    if (source == "audio") {
+    stopSession(source.kind);
+    if (source.kind == CaptureSourceKind::Audio) {
         prepareDevice();
         if (routing_.switchRecordType)
             routing_.switchRecordType(recordAudioType);
     }
-    if (host_.captureSessionRuntimeError)
-        host_.captureSessionRuntimeError(source, message);
+    if (host_.sourceFailed)
+        host_.sourceFailed(source.kind, message);
 }
 
-void RVRecordManager::captureSessionDidStartRunningNotification(const std::string& source) {
-    EMLog::showMessage("%s %d error:%s", __func__, __LINE__, source.c_str());
+void RVRecordManager::captureSessionDidStartRunningNotification(CaptureSourceId source) {
+    EMLog::showMessage("%s %d error:%s", __func__, __LINE__, captureSourceName(source.kind));
     // Unlike a failure this does not re-route the devices: starting the
     // audio capture is itself what a routing change does, and the routing
     // hears of device changes from the sound server directly.
-    if (host_.captureSessionDidStartRunning)
-        host_.captureSessionDidStartRunning(source);
+    if (host_.sourceStarted)
+        host_.sourceStarted(source.kind);
 }
 
-void RVRecordManager::captureSessionStoppedRunningNotification(const std::string& source) {
-    EMLog::showMessage("%s %d %s", __func__, __LINE__, source.c_str());
-    if (host_.captureSessionStoppedRunning)
-        host_.captureSessionStoppedRunning(source);
+void RVRecordManager::captureSessionStoppedRunningNotification(CaptureSourceId source) {
+    EMLog::showMessage("%s %d %s", __func__, __LINE__, captureSourceName(source.kind));
+    if (host_.sourceStopped)
+        host_.sourceStopped(source.kind);
 }

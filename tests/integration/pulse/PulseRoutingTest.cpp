@@ -92,7 +92,7 @@ TEST_F(PulseRoutingTest, LeftoversOfACrashAreReplacedAndQuitRemovesEverything) {
     {
         RVAudioRouting crashed(server); // never quits
         crashed.init();
-        crashed.switchRecordType(2);
+        crashed.switchRecordType(RecordAudioType::Both);
     }
     RVAudioRouting routing(server);
     routing.init();
@@ -107,7 +107,7 @@ TEST_F(PulseRoutingTest, LeftoversOfACrashAreReplacedAndQuitRemovesEverything) {
 TEST_F(PulseRoutingTest, QuitGivesBackTheDefaultsOfStartUp) {
     RVAudioRouting routing(server);
     routing.init();
-    routing.switchRecordType(2);
+    routing.switchRecordType(RecordAudioType::Both);
     EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), "MR-InputDeviceMR-OutputDevice");
     routing.destroyDevicesAtQuit();
     EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), mic + sink);
@@ -119,16 +119,18 @@ TEST_F(PulseRoutingTest, QuitGivesBackTheDefaultsOfStartUp) {
 TEST_F(PulseRoutingTest, EachAudioKindHearsWhatItMust) {
     RVAudioRouting routing(server);
     routing.init();
-    routing.switchRecordType(0);
+    routing.switchRecordType(RecordAudioType::System);
     TonePlayer microphone(env("FRAMEDECK_DESKTOP_MIC_FEED"), 440);
     TonePlayer system("", 1000);
     // A clean tone measures 0.3; a busy machine drops pieces of it.
     constexpr double present = 0.03, absent = 0.01, seconds = 15;
     struct Kind {
-        unsigned type;
+        RecordAudioType type;
         bool hears440, hears1000;
     };
-    for (const Kind kind : {Kind{0, false, true}, Kind{1, true, false}, Kind{2, true, true}}) {
+    for (const Kind kind :
+         {Kind{RecordAudioType::System, false, true}, Kind{RecordAudioType::Microphone, true, false},
+          Kind{RecordAudioType::Both, true, true}}) {
         const auto input = routing.switchRecordType(kind.type);
         ASSERT_TRUE(input);
         ToneLevels last;
@@ -139,8 +141,8 @@ TEST_F(PulseRoutingTest, EachAudioKindHearsWhatItMust) {
                        (kind.hears1000 ? l.at1000 > present : l.at1000 < absent);
             },
             last))
-            << "kind " << kind.type << " from " << input->UID << ": 440 Hz " << last.at440 << ", 1 kHz "
-            << last.at1000;
+            << "kind " << toInt(kind.type) << " from " << input->UID << ": 440 Hz " << last.at440
+            << ", 1 kHz " << last.at1000;
     }
     // The user still hears system audio.
     ToneLevels last;
@@ -168,18 +170,18 @@ TEST_F(PulseRoutingTest, AVanishedMicrophoneLeavesAConsistentMode) {
         event = true;
         changed.notify_all();
     });
-    std::vector<std::pair<unsigned, std::string>> routed;
+    std::vector<std::pair<RecordAudioType, std::string>> routed;
     RVAudioRouting::Hooks hooks;
     hooks.showMicrophoneAlert = [] {
         ADD_FAILURE() << "another microphone is there";
     };
-    hooks.audioRoutingChanged = [&](unsigned type, const std::optional<EZAudioDevice>& input) {
+    hooks.audioRoutingChanged = [&](RecordAudioType type, const std::optional<EZAudioDevice>& input) {
         routed.emplace_back(type, input ? input->UID : "");
     };
     RVAudioRouting routing(server, hooks);
     routing.init();
     ASSERT_EQ(routing.builtInputDevice->UID, "fdtest_mic");
-    routing.switchRecordType(2);
+    routing.switchRecordType(RecordAudioType::Both);
     {
         std::lock_guard lock(mutex);
         event = false; // events of the routing's own loads came before the replies
@@ -194,7 +196,7 @@ TEST_F(PulseRoutingTest, AVanishedMicrophoneLeavesAConsistentMode) {
     routing.checkAudioDevice();
 
     // The desktop's microphone takes over; the kind stays "both".
-    EXPECT_EQ(routed, (decltype(routed){{2u, "MR-InputDevice"}}));
+    EXPECT_EQ(routed, (decltype(routed){{RecordAudioType::Both, "MR-InputDevice"}}));
     EXPECT_EQ(routing.builtInputDevice->UID, mic);
     EXPECT_EQ(server.defaultInputUID(), "MR-InputDevice");
     expectOneOfEach();
@@ -213,7 +215,7 @@ TEST(PulseUnreachable, IsAnErrorCodeNotAHang) {
         RVAudioRouting routing(server);
         routing.init();
         EXPECT_EQ(routing.prepareDevice(), AudioDeviceRules::kResultNoMicrophone);
-        EXPECT_FALSE(routing.switchRecordType(0));
+        EXPECT_FALSE(routing.switchRecordType(RecordAudioType::System));
         routing.destroyDevicesAtQuit();
     }
     EMLog::setEchoToStderr(true);

@@ -2,6 +2,7 @@
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
 #include "app/OutputNaming.h"
+#include "app/ProgressTexts.h"
 
 #include <QDir>
 #include <QFile>
@@ -125,4 +126,13 @@ TEST(FileList, FailedWritesKeepTheOldList) {
     const QVariantList records = FileListStore::readList(list);
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records[0].toMap()["name"], "old.png");
+}
+
+TEST(ProgressTexts, DurationTextWrapsHoursAtSixty) {
+    EXPECT_EQ(ProgressTexts::durationText(0), "00:00:00");
+    EXPECT_EQ(ProgressTexts::durationText(3725), "01:02:05");
+    EXPECT_EQ(ProgressTexts::durationText(216000), "00:00:00");
+    EXPECT_EQ(ProgressTexts::durationText(219599), "00:59:59");
+    EXPECT_EQ(ProgressTexts::fileSizeText(1234567, "12.30 G"), "1.23 MB / 12.30 G");
+    EXPECT_EQ(ProgressTexts::fileSizeText(0, ""), "0.00 MB / ");
 }

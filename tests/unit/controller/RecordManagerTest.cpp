@@ -27,20 +27,20 @@ protected:
         host.runOnMainThread = [this](std::function<void()> task) {
             posted.push_back(std::move(task));
         };
-        host.openSelectionWindows = [this](const std::vector<CaptureWindowInfo>&) {
+        host.selectionRequested = [this](const std::vector<CaptureWindowInfo>&) {
             ++selectionOpened;
         };
-        host.captureSessionRuntimeError = [this](const std::string& source, const std::string&) {
-            errors.push_back(source);
+        host.sourceFailed = [this](CaptureSourceKind kind, const std::string&) {
+            errors.push_back(captureSourceName(kind));
         };
-        host.showDuration = [this](const std::string& time, const std::string& size) {
-            shownTime = time;
-            shownSize = size;
+        host.clockTick = [this](const RecordingProgress& progress) {
+            ticks.push_back(progress);
         };
         manager->setHost(host);
     }
 
-    RecordRequest request(unsigned videoType, RVRect rect, unsigned audioType = 3) {
+    RecordRequest request(RecordVideoType videoType, RVRect rect,
+                          RecordAudioType audioType = RecordAudioType::None) {
         RecordRequest r;
         r.recordVideoType = videoType;
         r.recordAudioType = audioType;
@@ -69,16 +69,15 @@ protected:
     std::vector<std::function<void()>> posted;
     int selectionOpened = 0;
     std::vector<std::string> errors;
-    std::string shownTime;
-    std::string shownSize;
+    std::vector<RecordingProgress> ticks;
 };
 
 } // namespace
 
 TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
-    manager->configure(request(1, {10, 20, 64, 48}));
+    manager->configure(request(RecordVideoType::CustomArea, {10, 20, 64, 48}));
     manager->startRecording();
-    EXPECT_EQ(manager->status, 1u);
+    EXPECT_EQ(manager->status, RecordingStatus::Recording);
     EXPECT_TRUE(manager->isWorking);
     ASSERT_TRUE(manager->hasScreenSession());
     ASSERT_EQ(factory->screenRequests.size(), 1u);
@@ -94,7 +93,7 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
 
     now = 101.5;
     manager->pauseRecording();
-    EXPECT_EQ(manager->status, 2u);
+    EXPECT_EQ(manager->status, RecordingStatus::Paused);
     EXPECT_FALSE(manager->isWorking);
     factory->screen->emitFrame(101.6);
     EXPECT_EQ(pushedAfterDrain(), 2u) << "a frame was recorded while paused";
@@ -106,16 +105,16 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
 
     now = 200;
     manager->resumeRecording();
-    EXPECT_EQ(manager->status, 3u);
+    EXPECT_EQ(manager->status, RecordingStatus::Resumed);
     factory->screen->emitFrame(200.2);
     EXPECT_EQ(pushedAfterDrain(), 3u);
 
     manager->stopCapture();
-    EXPECT_EQ(manager->status, 3u);
+    EXPECT_EQ(manager->status, RecordingStatus::Resumed);
     EXPECT_FALSE(manager->isWorking);
 
     manager->stopRecording();
-    EXPECT_EQ(manager->status, 0u);
+    EXPECT_EQ(manager->status, RecordingStatus::Idle);
     EXPECT_FALSE(manager->encodeManager().isWorking);
     EXPECT_FALSE(manager->hasScreenSession());
     EXPECT_GT(std::filesystem::file_size(dir.filePath("out.mp4").toStdString()), 0u);
@@ -125,7 +124,7 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
 }
 
 TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
-    manager->configure(request(0, {}));
+    manager->configure(request(RecordVideoType::FullScreen, {}));
     manager->startRecording();
     EXPECT_EQ(manager->encodeManager().imageSize.width, 320);
     EXPECT_EQ(manager->encodeManager().imageSize.height, 240);
@@ -136,7 +135,7 @@ TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
 
 TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
     factory->windows = {{7, "Term", "front", {0, 0, 10, 10}}, {42, "App", "chosen", {3, 5, 101, 57}}};
-    RecordRequest r = request(2, {3, 5, 101, 57});
+    RecordRequest r = request(RecordVideoType::AppWindow, {3, 5, 101, 57});
     r.selectedWindowNumber = 42;
     r.selectedWindowName = "chosen";
     manager->configure(r);
@@ -155,7 +154,7 @@ TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
 }
 
 TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
-    RecordRequest r = request(3, {});
+    RecordRequest r = request(RecordVideoType::Camera, {});
     r.isCaptrueMirrored = true;
     manager->configure(r);
     PixelBufferView previewed;
@@ -182,8 +181,8 @@ TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
 }
 
 TEST_F(RecordManagerTest, LostAudioIsReportedAndVideoGoesOn) {
-    manager->configure(request(1, {0, 0, 64, 48}, 1));
-    manager->switchRecordType(1);
+    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}, RecordAudioType::Microphone));
+    manager->switchRecordType(RecordAudioType::Microphone);
     EXPECT_EQ(manager->encodeManager().audioBitrate, 12800);
     EXPECT_EQ(manager->encodeManager().audioSamples, 44100);
     EXPECT_EQ(manager->encodeManager().audioChannels, 2);
@@ -208,7 +207,7 @@ TEST_F(RecordManagerTest, LostAudioIsReportedAndVideoGoesOn) {
 }
 
 TEST_F(RecordManagerTest, SystemAudioWithoutRoutingRecordsTheSpeakers) {
-    manager->configure(request(4, {}, 0));
+    manager->configure(request(RecordVideoType::AudioOnly, {}, RecordAudioType::System));
     manager->startCapture();
     ASSERT_EQ(factory->audioRequests.size(), 1u);
     EXPECT_EQ(factory->audioRequests[0].device, "@DEFAULT_MONITOR@");
@@ -216,23 +215,37 @@ TEST_F(RecordManagerTest, SystemAudioWithoutRoutingRecordsTheSpeakers) {
     EXPECT_FALSE(manager->hasAudioSession());
 }
 
-TEST_F(RecordManagerTest, DurationReachesDelegateAndLabels) {
-    std::vector<long> reported;
-    RVRecordAudioManagerDelegate delegate;
-    delegate.recordScreenTimeDuration = [&](long s) {
-        reported.push_back(s);
-    };
-    manager->delegate = &delegate;
-    manager->configure(request(1, {0, 0, 64, 48}));
+TEST_F(RecordManagerTest, ClockTickReportsWholeSecondsAndBytes) {
+    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
     manager->startRecording();
     factory->screen->emitFrame(101);
-    EXPECT_EQ(reported.size(), 1u);
     manager->timerDurationTimeOut();
-    runPosted();
-    EXPECT_EQ(shownTime, "00:00:00");
-    EXPECT_EQ(shownSize.rfind("0.", 0), 0u) << shownSize;
+    ASSERT_EQ(ticks.size(), 1u);
+    EXPECT_EQ(ticks[0].seconds, 0);
+    EXPECT_GE(ticks[0].bytes, 0);
     manager->stopRecording();
-    manager->delegate = nullptr;
+}
+
+TEST_F(RecordManagerTest, AStaleFailureNeverStopsTheReplacement) {
+    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
+    manager->startRecording();
+    FakeSource* first = factory->screen;
+    const CaptureSourceId firstId = manager->runningSource(CaptureSourceKind::Screen);
+    // The screen input is restarted (a new area) while the old source's
+    // failure notice is still on its way to the main thread.
+    first->fail("the captured window was closed");
+    manager->captrueScreenInputEnable(true);
+    EXPECT_NE(manager->runningSource(CaptureSourceKind::Screen), firstId);
+    runPosted();
+    EXPECT_TRUE(manager->hasScreenSession()) << "a stale notice stopped the new source";
+    EXPECT_TRUE(errors.empty());
+
+    // The running one's own failure still counts.
+    factory->screen->fail("gone");
+    runPosted();
+    EXPECT_FALSE(manager->hasScreenSession());
+    EXPECT_EQ(errors, std::vector<std::string>{"screen"});
+    manager->stopRecording();
 }
 
 TEST_F(RecordManagerTest, WideCaptureRectangleIsKept) {

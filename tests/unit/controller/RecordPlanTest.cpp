@@ -49,8 +49,8 @@ TEST(RecordPlan, StoredSettingsApplyAndFlagsOverrideWithoutWritingBack) {
     RecordPlan plan;
     std::string error;
     ASSERT_TRUE(buildRecordPlan(*parse({}), settings, plan, error)) << error;
-    EXPECT_EQ(plan.request.recordVideoType, 0u);
-    EXPECT_EQ(plan.request.recordAudioType, 1u);
+    EXPECT_EQ(plan.request.recordVideoType, RecordVideoType::FullScreen);
+    EXPECT_EQ(plan.request.recordAudioType, RecordAudioType::Microphone);
     EXPECT_DOUBLE_EQ(plan.request.fps, 20);
     EXPECT_EQ(plan.request.videoBitrate, 3000);
     EXPECT_EQ(plan.extension, ".mp4");
@@ -60,7 +60,7 @@ TEST(RecordPlan, StoredSettingsApplyAndFlagsOverrideWithoutWritingBack) {
                                         "--split-time", "60", "--audio", "none", "--format", "mov"}),
                                 settings, flagged, error))
         << error;
-    EXPECT_EQ(flagged.request.recordVideoType, 1u) << "--area implies the area kind";
+    EXPECT_EQ(flagged.request.recordVideoType, RecordVideoType::CustomArea) << "--area implies the area kind";
     EXPECT_EQ(flagged.request.videoBitrate, 8000);
     EXPECT_DOUBLE_EQ(flagged.request.fps, 30);
     EXPECT_EQ(flagged.request.splitTime, 60);

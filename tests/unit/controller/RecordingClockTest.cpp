@@ -1,6 +1,6 @@
 #include "engine/capture/RecordingClock.h"
 
-#include "engine/controller/RecordingTexts.h"
+#include "engine/controller/RecordingRules.h"
 #include "platform/v4l2/V4l2Camera.h"
 
 #include <cstdlib>
@@ -32,8 +32,11 @@ TEST(RecordingClock, TwoPausesSumTheirStretches) {
     clock.resume(200);
     clock.pause(206);
     ASSERT_EQ(*clock.fileTimes(), (RecordingClock::Durations{4, 6}));
+    // What a time limit sees: nothing moves while paused.
+    EXPECT_DOUBLE_EQ(clock.elapsed(250), 10);
     clock.resume(300);
     EXPECT_DOUBLE_EQ(clock.timestamp(300), 10);
+    EXPECT_DOUBLE_EQ(clock.elapsed(301), 11);
 
     // A new recording starts from nothing again.
     clock.reset();
@@ -58,15 +61,6 @@ TEST(RecordingClock, PauseBeforeTheFirstFrameKeepsNoStretch) {
     clock.resume(60);
     clock.firstFrame(61);
     EXPECT_DOUBLE_EQ(clock.timestamp(61), 1);
-}
-
-TEST(RecordingRules, DurationTextWrapsHoursAtSixty) {
-    EXPECT_EQ(RecordingRules::durationText(0), "00:00:00");
-    EXPECT_EQ(RecordingRules::durationText(3725), "01:02:05");
-    EXPECT_EQ(RecordingRules::durationText(216000), "00:00:00");
-    EXPECT_EQ(RecordingRules::durationText(219599), "00:59:59");
-    EXPECT_EQ(RecordingRules::fileSizeText(1234567, "12.30 G"), "1.23 MB / 12.30 G");
-    EXPECT_EQ(RecordingRules::fileSizeText(0, ""), "0.00 MB / ");
 }
 
 TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {

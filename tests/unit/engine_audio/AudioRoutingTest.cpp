@@ -23,7 +23,7 @@ protected:
         hooks.showMicrophoneAlert = [this] {
             ++alerts;
         };
-        hooks.audioRoutingChanged = [this](unsigned type, const std::optional<EZAudioDevice>& input) {
+        hooks.audioRoutingChanged = [this](RecordAudioType type, const std::optional<EZAudioDevice>& input) {
             changes.emplace_back(type, input ? input->UID : "");
         };
     }
@@ -32,7 +32,7 @@ protected:
     FakeSoundServer server;
     RVAudioRouting::Hooks hooks;
     int alerts = 0;
-    std::vector<std::pair<unsigned, std::string>> changes;
+    std::vector<std::pair<RecordAudioType, std::string>> changes;
 };
 
 } // namespace
@@ -101,15 +101,18 @@ TEST_F(AudioRoutingTest, WithoutMicrophones) {
     routing.init();
     EXPECT_EQ(routing.prepareDevice(), 0);
     EXPECT_FALSE(routing.hasUsableMicrophone());
-    EXPECT_EQ(routing.switchRecordType(0)->UID, "BlackHole2ch_UID.input");
+    EXPECT_EQ(routing.switchRecordType(RecordAudioType::System)->UID, "BlackHole2ch_UID.input");
     EXPECT_EQ(server.defaultOutput, "MR-OutputDevice");
 }
 
 TEST_F(AudioRoutingTest, SwitchRecordTypeSetsTheDefaults) {
     RVAudioRouting routing(server, hooks);
     routing.init();
-    const std::pair<unsigned, std::string> expected[] = {
-        {0, "BlackHole2ch_UID.input"}, {1, "mic"}, {2, "MR-InputDevice"}, {3, "MR-InputDevice"}};
+    const std::pair<RecordAudioType, std::string> expected[] = {
+        {RecordAudioType::System, "BlackHole2ch_UID.input"},
+        {RecordAudioType::Microphone, "mic"},
+        {RecordAudioType::Both, "MR-InputDevice"},
+        {RecordAudioType::None, "MR-InputDevice"}};
     for (const auto& [type, uid] : expected) {
         const auto input = routing.switchRecordType(type);
         ASSERT_TRUE(input);
@@ -133,7 +136,7 @@ TEST_F(AudioRoutingTest, FollowUpLoadsRunLaterAndNotAfterTheRoutingIsGone) {
         EXPECT_TRUE(routing.aggregateInputDevcie && routing.aggregateOutputDevice);
         // Asked for before the follow-ups ran, the aggregates are found too.
         routing.prepareDevice();
-        EXPECT_EQ(routing.switchRecordType(2)->UID, "MR-InputDevice");
+        EXPECT_EQ(routing.switchRecordType(RecordAudioType::Both)->UID, "MR-InputDevice");
         EXPECT_EQ(server.defaultOutput, "MR-OutputDevice");
     }
     for (auto& [delay, task] : queued)
@@ -144,7 +147,7 @@ TEST_F(AudioRoutingTest, DeviceChangesKeepAConsistentMode) {
     server.remove("usbmic");
     RVAudioRouting routing(server, hooks);
     routing.init();
-    routing.switchRecordType(2);
+    routing.switchRecordType(RecordAudioType::Both);
     routing.checkAudioDevice(); // the application's own devices are no change
     EXPECT_TRUE(changes.empty());
 
@@ -152,7 +155,7 @@ TEST_F(AudioRoutingTest, DeviceChangesKeepAConsistentMode) {
     routing.checkAudioDevice();
     EXPECT_EQ(alerts, 1);
     ASSERT_EQ(changes.size(), 1u);
-    EXPECT_EQ(changes[0], std::make_pair(0u, std::string("BlackHole2ch_UID.input")));
+    EXPECT_EQ(changes[0], std::make_pair(RecordAudioType::System, std::string("BlackHole2ch_UID.input")));
     EXPECT_EQ(server.count("MR-InputDevice"), 1);
 
     // A microphone plugged in later is taken over the loop-back input.
@@ -167,7 +170,7 @@ TEST_F(AudioRoutingTest, DeviceChangesKeepAConsistentMode) {
 TEST_F(AudioRoutingTest, QuitRestoresTheDefaultsOfStartUpAndRemovesEverything) {
     RVAudioRouting routing(server, hooks);
     routing.init();
-    routing.switchRecordType(2);
+    routing.switchRecordType(RecordAudioType::Both);
     routing.destroyDevicesAtQuit();
     EXPECT_EQ(server.defaultInput + server.defaultOutput, "micspeakers");
     EXPECT_EQ(server.devices.size(), 4u);
@@ -179,7 +182,7 @@ TEST_F(AudioRoutingTest, AnAggregateLeftAsDefaultByACrashIsNotRestored) {
     RVAudioRouting routing(server, hooks);
     routing.init();
     EXPECT_EQ(routing.builtInputDevice->UID, "mic");
-    routing.switchRecordType(0);
+    routing.switchRecordType(RecordAudioType::System);
     routing.destroyDevicesAtQuit();
     EXPECT_EQ(server.defaultInput, "BlackHole2ch_UID.input"); // untouched; a real server falls back
 }

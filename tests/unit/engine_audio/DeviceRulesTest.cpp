@@ -79,15 +79,15 @@ TEST(DeviceRules, OutputChoice) {
 
 TEST(DeviceRules, AudioKinds) {
     // requested, microphone, loop-back, input aggregate
-    EXPECT_EQ(consistentAudioType(kAudioBoth, true, true, true), kAudioBoth);
-    EXPECT_EQ(consistentAudioType(kAudioBoth, true, true, false), kAudioMicrophone);
-    EXPECT_EQ(consistentAudioType(kAudioBoth, false, true, true), kAudioSystem);
-    EXPECT_EQ(consistentAudioType(kAudioMicrophone, false, false, false), kAudioNone);
-    EXPECT_EQ(consistentAudioType(kAudioSystem, true, false, false), kAudioNone);
+    EXPECT_EQ(consistentAudioType(RecordAudioType::Both, true, true, true), RecordAudioType::Both);
+    EXPECT_EQ(consistentAudioType(RecordAudioType::Both, true, true, false), RecordAudioType::Microphone);
+    EXPECT_EQ(consistentAudioType(RecordAudioType::Both, false, true, true), RecordAudioType::System);
+    EXPECT_EQ(consistentAudioType(RecordAudioType::Microphone, false, false, false), RecordAudioType::None);
+    EXPECT_EQ(consistentAudioType(RecordAudioType::System, true, false, false), RecordAudioType::None);
     // The main window's pop-ups: item 1 on, item 2 off.
-    EXPECT_EQ(recordAudioTypeForItems(1, 2), kAudioSystem);
-    EXPECT_EQ(recordAudioTypeForItems(1, 1), kAudioBoth);
-    EXPECT_EQ(recordAudioTypeForItems(2, 1), kAudioMicrophone);
-    EXPECT_EQ(recordAudioTypeForItems(2, 2), kAudioNone);
-    EXPECT_EQ(recordAudioTypeForItems(0, 1), kAudioNone);
+    EXPECT_EQ(recordAudioTypeForItems(1, 2), RecordAudioType::System);
+    EXPECT_EQ(recordAudioTypeForItems(1, 1), RecordAudioType::Both);
+    EXPECT_EQ(recordAudioTypeForItems(2, 1), RecordAudioType::Microphone);
+    EXPECT_EQ(recordAudioTypeForItems(2, 2), RecordAudioType::None);
+    EXPECT_EQ(recordAudioTypeForItems(0, 1), RecordAudioType::None);
 }

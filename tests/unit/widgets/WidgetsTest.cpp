@@ -154,19 +154,19 @@ TEST_F(FileListWindow, TrayItemsFollowTheRecordingState) {
 
     // After a refresh while idle: no pause, and items 2 and 3 trade places.
     calls.clear();
-    tray.refreshStateMenuItem(false, 0);
+    tray.refreshStateMenuItem(false, RecordingStatus::Idle);
     EXPECT_FALSE(items[1]->isEnabled());
     for (QAction* item : items)
         item->trigger();
     EXPECT_EQ(calls, (QStringList{"record", "screenshot", "camera", "doodle"}));
 
     calls.clear();
-    tray.refreshStateMenuItem(false, 1);
+    tray.refreshStateMenuItem(false, RecordingStatus::Recording);
     items[1]->trigger();
     EXPECT_EQ(calls, QStringList{"pause"});
 
     calls.clear();
-    tray.refreshStateMenuItem(true, 1);
+    tray.refreshStateMenuItem(true, RecordingStatus::Recording);
     for (QAction* item : items) {
         EXPECT_FALSE(item->isEnabled());
         item->trigger();

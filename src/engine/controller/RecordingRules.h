@@ -11,12 +11,6 @@
 // without a recording.
 namespace RecordingRules {
 
-// "%02lu:%02lu:%02lu" of whole seconds; the hours field wraps at 60 like the
-// others (60 hours show as 00:00:00).
-std::string durationText(uint64_t seconds);
-// "%.2f MB / %s": bytes in decimal megabytes, then the free-space text.
-std::string fileSizeText(double bytes, const std::string& freeSpace);
-
 // Window recordings: walks `desktopElements` from its last entry to its
 // first. Other windows are logged and, unless the selected window's name
 // contains "Desktop", removed from the list. The selected window's bounds,

@@ -1,4 +1,6 @@
-#include "engine/capture/CaptureFactory.h"
+#include "stack/PlatformLoader.h"
+
+#include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
 #include "platform/testpattern/TestPatternCamera.h"
 #include "platform/v4l2/V4l2Camera.h"
@@ -6,7 +8,7 @@
 
 namespace {
 
-class DefaultCaptureFactory : public CaptureFactory {
+class X11PulseV4l2Factory : public CaptureFactory {
 public:
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
         return x11capture::createScreenSource(request);
@@ -33,6 +35,32 @@ public:
 
 } // namespace
 
-std::unique_ptr<CaptureFactory> createDefaultCaptureFactory() {
-    return std::make_unique<DefaultCaptureFactory>();
+namespace PlatformLoader {
+
+std::unique_ptr<CaptureFactory> captureFactory() {
+    return std::make_unique<X11PulseV4l2Factory>();
 }
+
+std::unique_ptr<SoundServer> soundServer() {
+    return std::make_unique<PulseSoundServer>();
+}
+
+bool displayAvailable(std::string* error) {
+    return x11capture::displayAvailable(error);
+}
+
+bool soundServerAvailable(std::string* error) {
+    return pulsecapture::serverAvailable(error);
+}
+
+std::optional<RVScreen> primaryScreen(CaptureFactory& factory) {
+    const std::vector<RVScreen> screens = factory.screens();
+    for (const RVScreen& s : screens)
+        if (s.primary)
+            return s;
+    if (screens.empty())
+        return std::nullopt;
+    return screens.front();
+}
+
+} // namespace PlatformLoader

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "engine/audio/SoundServer.h"
+#include "engine/capture/CaptureFactory.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+// Chooses the backends of this session, above the engine so that the engine
+// only ever sees its interfaces: X11 (XCB + MIT-SHM) for the screen and its
+// windows, PulseAudio's client API (served by PulseAudio or PipeWire) for
+// sound, V4L2 for cameras. With FRAMEDECK_TEST_CAMERA=1 in the environment
+// the only camera is a test pattern (test desktops have no camera); it is
+// never chosen otherwise.
+//
+// Main thread, like the factory it returns.
+namespace PlatformLoader {
+
+// The capture backends for the recording controller.
+std::unique_ptr<CaptureFactory> captureFactory();
+
+// The sound server for the audio routing (loop-back and aggregate devices).
+std::unique_ptr<SoundServer> soundServer();
+
+// True when the display accepts a connection; `error` says why not.
+bool displayAvailable(std::string* error = nullptr);
+// True when a sound server answers; `error` says why not. Blocks until it does.
+bool soundServerAvailable(std::string* error = nullptr);
+
+// The primary monitor (the first one when none is marked primary): the
+// origin of the decoration space. Null without a display.
+std::optional<RVScreen> primaryScreen(CaptureFactory& factory);
+
+} // namespace PlatformLoader
