@@ -79,6 +79,7 @@ FrameDeckApp::~FrameDeckApp() {
     cameraWindow_.reset();
     if (stack_)
         stack_->destroyDevicesAtQuit();
+    app_.setRecordManager(nullptr);
     stack_.reset();
 }
 

@@ -154,8 +154,8 @@ public:
     AudioCaptureRequest setupAudioSettings();
 
     // The sessions' notifications, on the main thread: a source failed while
-    // running, started, or stopped.
-    // A notice about a source that is no longer the running one is ignored.
+    // running, started, or stopped. A failure of a source that is no longer
+    // the running one of its kind is ignored.
     void captureSessionRuntimeErrorNotification(CaptureSourceId source, const std::string& message);
     void captureSessionDidStartRunningNotification(CaptureSourceId source);
     void captureSessionStoppedRunningNotification(CaptureSourceId source);
