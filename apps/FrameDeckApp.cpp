@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/ProgressTexts.h"
 #include "core/EMLog.h"
+#include "engine/EncodeManager.h"
 #include "engine/RecordRequest.h"
 #include "selection/RVClipScreenManager.h"
 #include "selection/ScreenshotStore.h"
@@ -112,6 +113,9 @@ void FrameDeckApp::buildEngine() {
     };
     stack_ = std::make_unique<RecordingStack>(std::move(options), std::move(host));
     RVRecordManager& manager = stack_->recordManager();
+    const SplitLengths split = launchSplitLengths(app_.settings());
+    manager.encodeManager().setSplitTime(split.splitTime);
+    manager.encodeManager().setSplitSize(split.splitSize);
     app_.setRecordManager(&manager);
     app_.hasCamera = [this] {
         return !stack_->captureFactory().cameras().empty();

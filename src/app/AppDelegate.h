@@ -81,6 +81,9 @@ public:
     // Whether a camera exists; set by whoever lists the cameras.
     std::function<bool()> hasCamera;
 
+    // Modal dialogs switch the hotkeys off while they are open.
+    void setIsCanKeyEvent(bool enabled) { isCanKeyEvent = enabled; }
+
     // The record button, the tray's first item and the start/stop hotkey.
     void recordScreenClicked();
     // Starts while idle, stops while recording.

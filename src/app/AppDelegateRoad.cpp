@@ -21,6 +21,12 @@ RecordRequest AppDelegate::currentRequest() const {
     r.videoBitrate = IndexTables::videoBitrateForQuality(framItemIndex);
     r.selectedWindowNumber = selectedWindowNumber;
     r.selectedWindowName = selectedWindowName.toStdString();
+    // The split lengths live in the encoder session (the split dialog edits
+    // them there); "SplitType" decides at the start which one applies.
+    if (recordManager) {
+        r.splitTime = recordManager->encodeManager().splitTime;
+        r.splitSize = recordManager->encodeManager().splitSize;
+    }
     return r;
 }
 

@@ -76,6 +76,15 @@ void writeFirstRunDefaults(SettingsStore& store, const QString& appName) {
         writeDefault(store, spec, appName);
 }
 
+SplitLengths launchSplitLengths(const KeyValueStore& store) {
+    SplitLengths lengths;
+    if (const auto time = store.integerForKey(S::SplitTime); time != 0)
+        lengths.splitTime = static_cast<int>(time);
+    if (const auto size = store.integerForKey(S::SplitSize); size != 0)
+        lengths.splitSize = static_cast<int>(size);
+    return lengths;
+}
+
 AppProperties loadAtLaunch(SettingsStore& store, const LanguageManager& language, const LaunchHooks& hooks) {
     const QString appName = language.localizedStringForKey("Meun_App");
 

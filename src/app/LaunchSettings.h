@@ -43,6 +43,8 @@ struct AppProperties {
     unsigned watermarkType = 0;
     int endTimeType = 0;
     bool isResetEventMonitor = false;
+    // Hotkeys answer only while true; modal dialogs switch it off.
+    bool isCanKeyEvent = true;
     // The fixed lists.
     QStringList audioExtensions;
     QStringList videoTypes;
@@ -63,6 +65,14 @@ struct LaunchHooks {
 // Steps 9-11 of the launch load for the watermark alone: font, colour (blue
 // from the green slot), alpha, text, kind. Reads only.
 void readWatermarkProperties(const SettingsStore& store, AppProperties& properties);
+
+// The split lengths a session starts with: "SplitTime" (seconds) and
+// "SplitSize" (megabytes), 20 and 10 where they are 0 or absent.
+struct SplitLengths {
+    int splitTime = 20;
+    int splitSize = 10;
+};
+SplitLengths launchSplitLengths(const KeyValueStore& store);
 
 // The first-run defaults, written in table order. `appName` is the
 // localised application name used as the default watermark text.
