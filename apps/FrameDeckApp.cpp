@@ -151,6 +151,7 @@ void FrameDeckApp::buildEngine() {
             ProgressTexts::fileSizeText(progress.bytes, app_.systemFreeSpace().toStdString()));
         window_->setDurationTexts(time, size);
         tray_->trayIcon()->setToolTip(LF("Menu_Tray_ToolTip_Recording", {time}));
+        app_.recordScreenTimeDuration(progress.seconds, progress.bytes);
     };
     events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
         EMLog::showMessage("%s capture failed: %s", captureSourceName(kind), message.c_str());
@@ -270,11 +271,6 @@ void FrameDeckApp::onProgressTick() {
     if (stack_->recordManager().status == RecordingStatus::Idle)
         return;
     stack_->recordManager().timerDurationTimeOut();
-    app_.updateRecordingProgress();
-    // The stop-after choice of the pull-down.
-    if (app_.autoStop_Duration > 0 &&
-        AppDelegate::getNowTimeTimestamp() - app_.autoStop_StartTime >= app_.autoStop_Duration)
-        app_.recordScreenClicked();
 }
 
 void FrameDeckApp::refreshStateMenuItem() {

@@ -114,8 +114,12 @@ public:
     bool canRecordScreen() const { return true; }
     // A chosen area or window is ready and the countdown is over: record it.
     void recordSelectedRegion(const RecordRequest& region);
-    // Refreshes fileDuration and fileSize from the session (once a second).
+    // Refreshes fileDuration and fileSize from the session.
     void updateRecordingProgress();
+    // Every tick of the recording clock, after the labels: the progress,
+    // then the auto stop (the menu's delay, the armed duration or size),
+    // which stops through the user's own stop.
+    void recordScreenTimeDuration(long long seconds, double bytes);
     // The request the main window's choices make.
     RecordRequest currentRequest() const;
 

@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/AutoStopCheck.h"
 #include "app/FileListStore.h"
 #include "app/IndexTables.h"
 #include "app/SettingsSchema.h"
@@ -104,6 +105,41 @@ void AppDelegate::updateRecordingProgress() {
     EncodeManager& session = recordManager->encodeManager();
     fileDuration = std::max(0.0, session.countRecordedDuration() / 1000.0);
     fileSize = std::max(0.0, session.filesize());
+}
+
+void AppDelegate::recordScreenTimeDuration(long long seconds, double bytes) {
+    if (!recordManager || recordManager->status == RecordingStatus::Idle)
+        return;
+    updateRecordingProgress();
+    AutoStopCheck::Tick tick;
+    tick.autoStop_Duration = autoStop_Duration;
+    tick.autoStop_StartTime = autoStop_StartTime;
+    tick.autoStop_withTime = autoStop_withTime;
+    tick.isAutoStop = isAutoStop;
+    tick.isRecordEndSizeType = isRecordEndSizeType;
+    tick.recordEndTimeDuration = static_cast<double>(recordEndTimeDuration);
+    tick.recordEndFileSize = static_cast<double>(recordEndFileSize);
+    tick.now = getNowTimeTimestamp();
+    tick.recording = true;
+    tick.seconds = seconds;
+    tick.bytes = bytes;
+    switch (AutoStopCheck::decide(tick)) {
+    case AutoStopCheck::Reason::None:
+        return;
+    case AutoStopCheck::Reason::MenuDelay:
+        EMLog::showMessage("%s %d auto stop: %.0f s after the menu's choice", __func__, __LINE__,
+                           autoStop_Duration);
+        break;
+    case AutoStopCheck::Reason::Duration:
+        EMLog::showMessage("%s %d auto stop: %lld s recorded", __func__, __LINE__, seconds);
+        autoStop_withTime = everyTime;
+        break;
+    case AutoStopCheck::Reason::FileSize:
+        EMLog::showMessage("%s %d auto stop: %.0f bytes written", __func__, __LINE__, bytes);
+        autoStop_withTime = everyTime;
+        break;
+    }
+    recordScreenClicked();
 }
 
 void AppDelegate::stopRoad() {
