@@ -93,6 +93,12 @@ public:
     void countDownAction(int seconds);
     // The start pull-down (stop-after while recording); items count from 1.
     void startSetsItemChangeAction(int item);
+    // The duration-limit and auto-split buttons: ask for their dialogs.
+    void timeSetsAction();
+    void autoSplitSetsAction();
+    // The auto-stop submenu: item 1 starts recording first, then both open
+    // the auto-stop dialog.
+    void autoStopSetsAction(int item);
     // Main window choices; each writes its key.
     void areaChangeAction(int kind);
     void frameChangeAction(int index);
@@ -134,7 +140,10 @@ signals:
     void regionSelectionRequested();
     void fileListRequested();
     void screenshotRequested();
+    // The three timed-recording dialogs: duration limit, auto stop, auto split.
+    void timeSetsDialogRequested();
     void autoStopDialogRequested();
+    void autoSplitDialogRequested();
     void quitRequested();
     void durationTextsChanged(const QString& time, const QString& size);
 

@@ -145,18 +145,22 @@ void AppDelegate::recordScreenTimeDuration(long long seconds, double bytes) {
 void AppDelegate::stopRoad() {
     updateRecordingProgress();
     const bool isVideo = recordVideoTypeFromInt(recordVideoType) != RecordVideoType::AudioOnly;
-    // The list gets its record first: whatever happens while the session
-    // closes, the file is findable.
-    FileListStore::addRecord(plistPath(),
-                             FileListStore::recordingRecord(outputPath, fileDuration, fileSize,
-                                                            QDateTime::currentDateTime(), isVideo));
+    // The list gets its records first (one per part of a split recording):
+    // whatever happens while the session closes, the files are findable.
+    const double splitSeconds =
+        static_cast<SplitType>(store_->integerForKey(S::SplitType)) == SplitType::ByTime
+            ? recordManager->encodeManager().splitTime
+            : 0;
+    FileListStore::addRecords(
+        plistPath(), FileListStore::recordingRecords(outputPath, fileDuration, fileSize, splitSeconds,
+                                                     QDateTime::currentDateTime(), isVideo));
     recordManager->stopRecording();
     if (isAutoStopOnce) {
         store_->setBool(S::IsAutoStop, false);
         isAutoStop = false;
     }
     if (isAutoSplitOnce)
-        store_->setInteger(S::SplitType, 0);
+        store_->setInteger(S::SplitType, static_cast<long long>(SplitType::None));
     autoStop_Duration = 0;
     generateMemoryInfo();
     emit durationTextsChanged("00:00:00",
@@ -219,6 +223,20 @@ void AppDelegate::startSetsItemChangeAction(int item) {
         recordScreenClicked();
     else if (item == 2)
         emit screenshotRequested();
+}
+
+void AppDelegate::timeSetsAction() {
+    emit timeSetsDialogRequested();
+}
+
+void AppDelegate::autoSplitSetsAction() {
+    emit autoSplitDialogRequested();
+}
+
+void AppDelegate::autoStopSetsAction(int item) {
+    if (item == 1)
+        recordAfterScreenClicked();
+    emit autoStopDialogRequested();
 }
 
 void AppDelegate::areaChangeAction(int kind) {

@@ -2,6 +2,7 @@
 
 #include "app/OutputNaming.h"
 #include "core/EMLog.h"
+#include "core/SplitNaming.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -219,6 +220,44 @@ QVariantMap recordingRecord(const QString& path, double durationSeconds, double 
                             const QDateTime& stoppedAt, bool isVideo) {
     return {{"path", path},      {"name", QFileInfo(path).fileName()},        {"duration", durationSeconds},
             {"size", sizeBytes}, {"date", OutputNaming::dateText(stoppedAt)}, {"isVideo", isVideo ? 1 : 0}};
+}
+
+QVariantList recordingRecords(const QString& path, double durationSeconds, double sizeBytes,
+                              double splitSeconds, const QDateTime& stoppedAt, bool isVideo) {
+    QStringList parts;
+    QList<double> sizes;
+    double totalSize = 0;
+    for (int part = 0;; ++part) {
+        const QString name = QString::fromStdString(splitPartPath(path.toStdString(), part));
+        const QFileInfo info(name);
+        if (!info.exists())
+            break;
+        parts << name;
+        sizes << double(info.size());
+        totalSize += double(info.size());
+    }
+    if (parts.size() <= 1)
+        return {recordingRecord(path, durationSeconds, parts.isEmpty() ? sizeBytes : sizes[0], stoppedAt,
+                                isVideo)};
+    QVariantList records;
+    double remaining = durationSeconds;
+    for (int i = 0; i < parts.size(); ++i) {
+        double share = splitSeconds > 0 ? std::min(splitSeconds, remaining)
+                       : totalSize > 0  ? durationSeconds * sizes[i] / totalSize
+                                        : 0;
+        if (i == parts.size() - 1)
+            share = std::max(0.0, remaining);
+        remaining -= share;
+        records.prepend(recordingRecord(parts[i], share, sizes[i], stoppedAt, isVideo));
+    }
+    return records;
+}
+
+bool addRecords(const QString& path, const QVariantList& records) {
+    QVariantList list = readList(path);
+    for (auto it = records.rbegin(); it != records.rend(); ++it)
+        list.prepend(*it);
+    return writeList(path, list);
 }
 
 QVariantMap screenshotRecord(const QString& path, quint64 sizeBytes, const QDateTime& savedAt) {

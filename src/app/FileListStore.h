@@ -32,6 +32,16 @@ bool addRecord(const QString& path, const QVariantMap& record);
 // The record of a finished recording.
 QVariantMap recordingRecord(const QString& path, double durationSeconds, double sizeBytes,
                             const QDateTime& stoppedAt, bool isVideo);
+// The records of a recording that may have been split into parts (`path`,
+// then path_1, path_2, ... as the encoder names them, those that exist),
+// last part first so the list stays newest first. Sizes are read from the
+// disk; the total duration is shared out by `splitSeconds` per part when the
+// split was by time (> 0), otherwise in proportion to each part's size.
+// Without parts on disk, one record of `path` with `sizeBytes`.
+QVariantList recordingRecords(const QString& path, double durationSeconds, double sizeBytes,
+                              double splitSeconds, const QDateTime& stoppedAt, bool isVideo);
+// Loads the list, puts `records` first (in their order) and writes it back.
+bool addRecords(const QString& path, const QVariantList& records);
 // The record of a saved screenshot.
 QVariantMap screenshotRecord(const QString& path, quint64 sizeBytes, const QDateTime& savedAt);
 

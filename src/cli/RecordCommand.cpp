@@ -344,12 +344,16 @@ int runRecordCommand(int argc, char** argv) {
     const auto files = writtenFiles(request.outputPath);
     if (files.empty())
         return fail(kExitFailed, "nothing was written to " + request.outputPath);
-    // The file list gets the record a stop in the main window adds.
+    // The file list gets the records a stop in the main window adds.
     const QString path = QString::fromStdString(request.outputPath);
-    FileListStore::addRecord(AppDelegate::plistPath(),
-                             FileListStore::recordingRecord(path, duration,
-                                                            static_cast<double>(QFileInfo(path).size()),
-                                                            QDateTime::currentDateTime(), plan.isVideo));
+    const double splitSeconds =
+        static_cast<SplitType>(settings.integerForKey(SettingsKeys::SplitType)) == SplitType::ByTime
+            ? request.splitTime
+            : 0;
+    FileListStore::addRecords(
+        AppDelegate::plistPath(),
+        FileListStore::recordingRecords(path, duration, static_cast<double>(QFileInfo(path).size()),
+                                        splitSeconds, QDateTime::currentDateTime(), plan.isVideo));
     for (const auto& file : files)
         std::printf("%s\n", file.c_str());
     std::fflush(stdout);

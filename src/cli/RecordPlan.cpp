@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr long long kSplitByTime = 1;
-constexpr long long kSplitBySize = 2;
-
 // The stored value, or the first-run default while the key was never written.
 long long storedInteger(const KeyValueStore& settings, std::string_view key) {
     if (settings.hasKey(key))
@@ -58,10 +55,10 @@ bool buildRecordPlan(const RecordOptions& options, KeyValueStore& settings, Reco
     if (options.quality)
         r.videoBitrate = IndexTables::videoBitrateForQuality(*options.quality);
     if (options.splitTime) {
-        settings.setInteger(K::SplitType, kSplitByTime);
+        settings.setInteger(K::SplitType, static_cast<long long>(SplitType::ByTime));
         r.splitTime = *options.splitTime;
     } else if (options.splitSize) {
-        settings.setInteger(K::SplitType, kSplitBySize);
+        settings.setInteger(K::SplitType, static_cast<long long>(SplitType::BySize));
         r.splitSize = *options.splitSize;
     }
     plan.isVideo = r.recordVideoType != RecordVideoType::AudioOnly;

@@ -17,10 +17,6 @@ struct FreeDeleter {
 template <class T> using Malloced = std::unique_ptr<T, FreeDeleter>;
 
 // Video record type of an audio-only recording.
-constexpr int kRecordVideoTypeAudioOnly = 4;
-// Split types stored under "SplitType".
-constexpr long long kSplitByTime = 1;
-constexpr long long kSplitBySize = 2;
 
 } // namespace
 
@@ -81,12 +77,12 @@ void EncodeManager::setUpAudioSettings() {
 }
 
 void EncodeManager::setSplit() {
-    const long long type = settings_.integerForKey("SplitType");
+    const auto type = static_cast<SplitType>(settings_.integerForKey("SplitType"));
     uint32_t timeLimit = 0;
     uint32_t sizeLimit = 0;
-    if (type == kSplitBySize)
+    if (type == SplitType::BySize)
         sizeLimit = static_cast<uint32_t>(splitSize);
-    else if (type == kSplitByTime)
+    else if (type == SplitType::ByTime)
         timeLimit = static_cast<uint32_t>(splitTime);
 
     void* h = handle;
@@ -174,8 +170,9 @@ double EncodeManager::filesize() {
 
 double EncodeManager::countRecordedDuration() {
     const int64_t encoded = apiEncoderGetEncodedTimestamp(handle);
-    const int videoType = recordVideoTypeProvider ? recordVideoTypeProvider() : 0;
-    if (videoType == kRecordVideoTypeAudioOnly) {
+    const RecordVideoType videoType =
+        recordVideoTypeProvider ? recordVideoTypeProvider() : RecordVideoType::FullScreen;
+    if (videoType == RecordVideoType::AudioOnly) {
         // 4 bytes a sample times 2 channels; whole seconds by integer steps.
         if (audioSamples == 0)
             return 0;

@@ -2,6 +2,7 @@
 
 #include "MediaEncoder.h"
 #include "core/SampleBuffers.h"
+#include "engine/RecordRequest.h"
 
 #include <atomic>
 #include <cstdint>
@@ -90,9 +91,9 @@ public:
     int64_t videoBitrate = 0;
     EncodeImageSize imageSize;
 
-    // Set by the recording controller: its video record type (4 = audio only),
-    // read by countRecordedDuration(). Absent means "not audio only".
-    std::function<int()> recordVideoTypeProvider;
+    // Set by the recording controller: its video record type, read by
+    // countRecordedDuration(). Absent means "not audio only".
+    std::function<RecordVideoType()> recordVideoTypeProvider;
 
 private:
     KeyValueStore& settings_;

@@ -34,6 +34,13 @@ enum class RecordAudioType : unsigned {
     None = 3,
 };
 
+// How a recording is cut into files ("SplitType").
+enum class SplitType : long long {
+    None = 0,
+    ByTime = 1,
+    BySize = 2,
+};
+
 constexpr unsigned toInt(RecordingStatus v) {
     return static_cast<unsigned>(v);
 }

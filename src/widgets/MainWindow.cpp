@@ -200,6 +200,8 @@ void MainWindow::buildFooter(QWidget* parent, QVBoxLayout* column) {
     }
     tools->addStretch(1);
     column->addLayout(tools);
+    connect(tools_[0], &QToolButton::clicked, this, &MainWindow::timeSetsClicked);
+    connect(tools_[1], &QToolButton::clicked, this, &MainWindow::autoSplitSetsClicked);
     connect(tools_[2], &QToolButton::clicked, this, &MainWindow::screenshotClicked);
     connect(tools_[5], &QToolButton::clicked, this, &MainWindow::fileListClicked);
 }
@@ -225,6 +227,10 @@ void MainWindow::rebuildStartMenu() {
             startMenu_->addAction(L(key.constData()), this,
                                   [this, item] { emit startSetsItemChangeAction(item); });
         }
+        // Any later item opens the auto-stop dialog.
+        startMenu_->addSeparator();
+        startMenu_->addAction(L("ID_MAINPOPMENU_AUTOSTOP_2"), this,
+                              [this] { emit startSetsItemChangeAction(5); });
         return;
     }
     QAction* record = startMenu_->addAction(L("ID_MAINPOPMENU_RECORD"), this,

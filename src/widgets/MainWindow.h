@@ -43,6 +43,9 @@ public:
     QComboBox* systemAudioBox() const { return systemAudioBox_; }
     QComboBox* micphoneBox() const { return micphoneBox_; }
     QMenu* startSetsMenu() const { return startMenu_; }
+    // The tool row: 0 duration limit, 1 auto split, 2 screenshot, 3 settings,
+    // 4 drawing tools, 5 file list.
+    QToolButton* toolButton(int index) const { return tools_.value(index); }
 
 signals:
     void areaChangeAction(int kind);
@@ -63,6 +66,9 @@ signals:
     void countDownAction(int seconds);
     void autoStopSetsAction(int item);
     void screenshotClicked();
+    // The duration-limit and auto-split tool buttons.
+    void timeSetsClicked();
+    void autoSplitSetsClicked();
     void fileListClicked();
     void languageChosen(int language);
 

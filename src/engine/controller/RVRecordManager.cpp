@@ -45,7 +45,7 @@ RVRecordManager::RVRecordManager(Collaborators collaborators)
     compositor_ = std::make_unique<FrameCompositor>(*this, encodeManager(), now_);
     setCompositorHooks({});
     encodeManager().recordVideoTypeProvider = [this] {
-        return static_cast<int>(toInt(recordVideoType.load()));
+        return recordVideoType.load();
     };
     prepareDevice();
 }

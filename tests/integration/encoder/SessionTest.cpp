@@ -16,8 +16,8 @@ TEST(EncodeManagerWithLibrary, PlanarStereoKeepsLeftAndRightApart) {
     MemoryKeyValueStore settings;
     EncodeManager m(settings);
     m.recordVideoTypeProvider = [] {
-        return 4;
-    }; // audio only
+        return RecordVideoType::AudioOnly;
+    };
     m.setAudioBitrate(12800);
     m.setAudioChannels(2);
     m.setAudioSamples(44100);

@@ -83,6 +83,40 @@ TEST(FileList, NewestFirstWithTheRecordTypes) {
     }
 }
 
+TEST(FileList, EveryPartOfASplitRecordingIsListedLastPartFirst) {
+    TempHome home;
+    const QString base = QDir(home.path()).filePath("20250301_100000.mp4");
+    const auto write = [](const QString& path, int bytes) {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(QByteArray(bytes, 'x'));
+    };
+    const QDateTime when(QDate(2025, 3, 1), QTime(10, 0, 10));
+    // Not split: one record, the encoder's size when the file is not there yet.
+    QVariantList one = FileListStore::recordingRecords(base, 3, 777, 0, when, true);
+    ASSERT_EQ(one.size(), 1);
+    EXPECT_EQ(one[0].toMap()["size"].toDouble(), 777);
+
+    write(base, 400);
+    write(QDir(home.path()).filePath("20250301_100000_1.mp4"), 400);
+    write(QDir(home.path()).filePath("20250301_100000_2.mp4"), 200);
+    // Split every 4 s, 10 s in all: 4 + 4 + 2, the last part on top.
+    const QVariantList byTime = FileListStore::recordingRecords(base, 10, 1000, 4, when, true);
+    ASSERT_EQ(byTime.size(), 3);
+    EXPECT_EQ(byTime[0].toMap()["name"], "20250301_100000_2.mp4");
+    EXPECT_EQ(byTime[2].toMap()["name"], "20250301_100000.mp4");
+    EXPECT_DOUBLE_EQ(byTime[0].toMap()["duration"].toDouble(), 2);
+    EXPECT_DOUBLE_EQ(byTime[1].toMap()["duration"].toDouble(), 4);
+    EXPECT_DOUBLE_EQ(byTime[2].toMap()["size"].toDouble(), 400);
+    // Split by size: the time follows the bytes, and still adds up.
+    const QVariantList bySize = FileListStore::recordingRecords(base, 10, 1000, 0, when, true);
+    EXPECT_DOUBLE_EQ(bySize[2].toMap()["duration"].toDouble(), 4);
+    EXPECT_DOUBLE_EQ(bySize[0].toMap()["duration"].toDouble(), 2);
+
+    ASSERT_TRUE(FileListStore::addRecords(AppDelegate::plistPath(), byTime));
+    EXPECT_EQ(FileListStore::readList(AppDelegate::plistPath())[0].toMap()["name"], "20250301_100000_2.mp4");
+}
+
 TEST(FileList, DamagedFilesReadAsEmptyAndAreReplaced) {
     TempHome home;
     const QString list = AppDelegate::plistPath();

@@ -201,7 +201,7 @@ TEST_F(EncodeManagerTest, PlanarStereoIsInterleavedAndCounted) {
 
 TEST_F(EncodeManagerTest, AudioOnlyDurationMovesInWholeSeconds) {
     EncodeManager m(settings_);
-    int videoType = 4;
+    RecordVideoType videoType = RecordVideoType::AudioOnly;
     m.recordVideoTypeProvider = [&] {
         return videoType;
     };
@@ -214,7 +214,7 @@ TEST_F(EncodeManagerTest, AudioOnlyDurationMovesInWholeSeconds) {
     m.nTotalAudiosize = 352800 * 3 + 100;
     EXPECT_EQ(m.countRecordedDuration(), 3000.0);
     EXPECT_TRUE(fakeEncoder().called("GetEncodedTimestamp")); // asked even when unused
-    videoType = 0;
+    videoType = RecordVideoType::FullScreen;
     EXPECT_EQ(m.countRecordedDuration(), 777.0);
 
     fakeEncoder().fileSize = 123456;
