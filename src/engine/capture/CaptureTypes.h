@@ -29,7 +29,7 @@ struct RVScreen {
     int y = 0;
     int width = 0;
     int height = 0;
-    // RandR's primary monitor.
+    // RandR's primary monitor (the whole root window, where RandR lists none).
     bool primary = false;
     bool isValid() const { return width > 0 && height > 0; }
 };

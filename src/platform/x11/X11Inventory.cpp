@@ -1,6 +1,7 @@
 #include "platform/x11/X11Inventory.h"
 
 #include "platform/x11/Edid.h"
+#include "platform/x11/WindowFrame.h"
 #include "platform/x11/XcbPtr.h"
 
 #include <algorithm>
@@ -109,30 +110,19 @@ std::vector<Monitor> Inventory::monitors() {
 }
 
 std::optional<TopLevelWindow> Inventory::describe(std::uint32_t window) {
-    xcb_connection_t* conn = c_.get();
-    const auto geoCookie = xcb_get_geometry(conn, window);
-    const auto transCookie = xcb_translate_coordinates(conn, window, c_.root(), 0, 0);
-    XcbPtr<xcb_get_geometry_reply_t> geo(xcb_get_geometry_reply(conn, geoCookie, nullptr));
-    XcbPtr<xcb_translate_coordinates_reply_t> trans(
-        xcb_translate_coordinates_reply(conn, transCookie, nullptr));
-    if (!geo || !trans)
+    if (!c_.isOpen())
+        return std::nullopt;
+    FrameAtoms atoms;
+    atoms.frameExtents = c_.atom("_NET_FRAME_EXTENTS");
+    const std::optional<FrameRect> frame = windowFrame(c_.get(), c_.root(), window, atoms);
+    if (!frame)
         return std::nullopt;
     TopLevelWindow w;
     w.id = window;
-    const int border = geo->border_width;
-    w.x = trans->dst_x - border;
-    w.y = trans->dst_y - border;
-    w.width = geo->width + 2 * border;
-    w.height = geo->height + 2 * border;
-    // Decorations drawn by a reparenting window manager belong to the frame.
-    const std::vector<std::uint32_t> extents =
-        cardinals(window, c_.atom("_NET_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 4);
-    if (extents.size() == 4) {
-        w.x -= static_cast<int>(extents[0]);
-        w.width += static_cast<int>(extents[0] + extents[1]);
-        w.y -= static_cast<int>(extents[2]);
-        w.height += static_cast<int>(extents[2] + extents[3]);
-    }
+    w.x = frame->x;
+    w.y = frame->y;
+    w.width = frame->width;
+    w.height = frame->height;
     if (auto pid = cardinals(window, c_.atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 1); !pid.empty())
         w.pid = pid[0];
     if (auto cls = text(window, XCB_ATOM_WM_CLASS)) {

@@ -34,7 +34,7 @@ struct TopLevelWindow {
     std::optional<std::string> wmClass;
     std::string title;  // _NET_WM_NAME, else WM_NAME
     double opacity = 1; // _NET_WM_WINDOW_OPACITY scaled to 0..1
-    // The frame: the client area grown by _NET_FRAME_EXTENTS and the border.
+    // The frame, decorations included (x11::windowFrame in WindowFrame.h).
     int x = 0;
     int y = 0;
     int width = 0;

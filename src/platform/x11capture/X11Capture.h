@@ -11,7 +11,11 @@
 // without the cursor (the compositor draws its own). Frames are 32 bits per
 // pixel, B, G, R and a padding byte in memory (treat them as opaque).
 //
-// Everything here opens its own connection to $DISPLAY; none of it needs Qt.
+// Everything here opens its own connection to $DISPLAY. Monitors, windows
+// and window frames come from platform/x11's inventory, the one the
+// selection overlay shows, so a window recording captures the rectangle the
+// overlay highlighted (x11::windowFrame). Qt appears only inside, as QImage
+// for a one-off grab; nothing here needs a QGuiApplication.
 // The free functions may be called from any thread; sources follow the
 // CaptureSource rules (start/stop on the main thread, frames on their own).
 namespace x11capture {
@@ -19,13 +23,15 @@ namespace x11capture {
 // True when $DISPLAY names an X server that accepts a connection.
 bool displayAvailable(std::string* error = nullptr);
 
-// The RandR monitors in the server's order, or the whole root window as one
-// monitor where RandR reports none. Empty without a display.
+// The RandR monitors in the server's order, with RandR's primary flag, or
+// the whole root window as one (primary) monitor where RandR reports none.
+// Empty without a display.
 std::vector<RVScreen> listMonitors();
 
 // Top-level windows that are shown, front to back, with their frames'
-// geometry in root coordinates: the window manager's stacking list
-// (_NET_CLIENT_LIST_STACKING) when there is one, the root's children otherwise.
+// geometry in root coordinates, not evened: the window manager's stacking
+// list (_NET_CLIENT_LIST_STACKING) when there is one, else the root's
+// children that are not override-redirect.
 std::vector<CaptureWindowInfo> listWindows();
 
 // "ScreenOutputQueue": grabs `captureRect` of the monitor (all of it when

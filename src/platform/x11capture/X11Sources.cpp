@@ -1,4 +1,5 @@
 #include "core/EMLog.h"
+#include "platform/x11/WindowFrame.h"
 #include "platform/x11capture/X11Capture.h"
 #include "platform/x11capture/XcbHandles.h"
 
@@ -266,21 +267,14 @@ public:
 
 protected:
     bool prepare(std::string& error) override {
-        frame_ = window_;
-        for (int depth = 0; depth < 32; ++depth) {
-            XcbReply<xcb_query_tree_reply_t> tree(
-                xcb_query_tree_reply(connection(), xcb_query_tree(connection(), frame_), nullptr));
-            if (!tree) {
-                error = "the window to record does not exist";
-                return false;
-            }
-            if (tree->parent == root())
-                break;
-            frame_ = tree->parent;
-        }
+        atoms_ = x11::FrameAtoms::intern(connection());
+        // The frame window a window manager put the client in is looked up
+        // once, so that each picture costs one round trip. A window moved
+        // into another frame while it is recorded is followed no further.
+        ancestor_ = x11::topLevelAncestor(connection(), root(), window_);
         int x = 0;
         int y = 0;
-        if (!origin(x, y)) {
+        if (!ancestor_ || !origin(x, y)) {
             error = "the window to record does not exist";
             return false;
         }
@@ -288,20 +282,23 @@ protected:
         height_ = std::min(height_, rootHeight());
         return true;
     }
+    // The frame's top left: the same rectangle the window list gave the
+    // recording (and the overlay highlighted), wherever the window is now.
     bool origin(int& x, int& y) override {
-        XcbReply<xcb_get_geometry_reply_t> geometry(
-            xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), frame_), nullptr));
-        if (!geometry)
+        const std::optional<x11::FrameRect> frame =
+            x11::frameWithAncestor(connection(), window_, ancestor_, atoms_);
+        if (!frame)
             return false;
-        x = geometry->x;
-        y = geometry->y;
+        x = frame->x;
+        y = frame->y;
         return true;
     }
     bool followsWindow() const override { return true; }
 
 private:
     xcb_window_t window_;
-    xcb_window_t frame_ = XCB_WINDOW_NONE;
+    xcb_window_t ancestor_ = XCB_WINDOW_NONE;
+    x11::FrameAtoms atoms_;
 };
 
 class ShmGrabber : public Grabber {

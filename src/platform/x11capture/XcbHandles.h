@@ -27,7 +27,4 @@ struct XcbDisplay {
 };
 XcbDisplay connectDisplay(std::string& error);
 
-// The atom of `name`, or XCB_ATOM_NONE.
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name);
-
 } // namespace x11capture

@@ -68,6 +68,12 @@ int main(int argc, char** argv) {
                             std::uint32_t(f[5].size()), f[5].data());
         xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1,
                             &pid);
+        // WM_NORMAL_HINTS with USPosition and USSize, so that a window manager
+        // (where a test runs one) keeps the place asked for instead of choosing one.
+        std::uint32_t hints[18] = {1 | 2, std::uint32_t(std::stoi(f[0])), std::uint32_t(std::stoi(f[1])),
+                                   std::uint32_t(std::stoi(f[2])), std::uint32_t(std::stoi(f[3]))};
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32,
+                            18, hints);
         if (f.size() > 7) {
             const std::uint32_t opacity = std::uint32_t(std::stod(f[7]) * 0xFFFFFFFFu);
             xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, atom(c, "_NET_WM_WINDOW_OPACITY"),
