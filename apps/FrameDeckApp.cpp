@@ -7,6 +7,9 @@
 #include "engine/RecordRequest.h"
 #include "selection/RVClipScreenManager.h"
 #include "selection/ScreenshotStore.h"
+#include "timing/AutoSplitSetsWindow.h"
+#include "timing/AutoTimeSetWindow.h"
+#include "timing/TimeEndWindowColler.h"
 #include "widgets/Alerts.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/MainWindow.h"
@@ -216,9 +219,16 @@ void FrameDeckApp::connectWindow() {
     connect(w, &MainWindow::startSetsItemChangeAction, this,
             [this](int item) { app_.startSetsItemChangeAction(item); });
     connect(w, &MainWindow::countDownAction, this, [this](int seconds) { app_.countDownAction(seconds); });
-    connect(w, &MainWindow::autoStopSetsAction, this, [this](int item) {
-        if (item == 1)
-            app_.recordScreenClicked();
+    connect(w, &MainWindow::autoStopSetsAction, this, [this](int item) { app_.autoStopSetsAction(item); });
+    connect(w, &MainWindow::timeSetsClicked, this, [this] { app_.timeSetsAction(); });
+    connect(w, &MainWindow::autoSplitSetsClicked, this, [this] { app_.autoSplitSetsAction(); });
+    connect(&app_, &AppDelegate::timeSetsDialogRequested, this,
+            [this] { showTimedDialog(new TimeEndWindowColler(app_, window_.get())); });
+    connect(&app_, &AppDelegate::autoStopDialogRequested, this,
+            [this] { showTimedDialog(new AutoTimeSetWindow(app_, window_.get())); });
+    connect(&app_, &AppDelegate::autoSplitDialogRequested, this, [this] {
+        showTimedDialog(
+            new AutoSplitSetsWindow(app_, stack_->recordManager().encodeManager(), window_.get()));
     });
     connect(w, &MainWindow::screenshotClicked, this, &FrameDeckApp::screenshort);
     connect(w, &MainWindow::fileListClicked, this, &FrameDeckApp::enterFileListAction);
@@ -258,6 +268,22 @@ void FrameDeckApp::onRecordingStarted() {
                               QString::asprintf("%.2f MB / %s", 0.0, qPrintable(app_.systemFreeSpace())));
     startOrStopProgress(true);
     refreshStateMenuItem();
+}
+
+void FrameDeckApp::showTimedDialog(QDialog* dialog) {
+    // One at a time: a second request while one is open raises it.
+    if (timedDialog_) {
+        delete dialog;
+        timedDialog_->raise();
+        timedDialog_->activateWindow();
+        return;
+    }
+    timedDialog_ = dialog;
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setModal(true);
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
 }
 
 void FrameDeckApp::startOrStopProgress(bool recording) {

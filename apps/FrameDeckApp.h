@@ -6,6 +6,7 @@
 #include "widgets/CaptrueVideoInputWindowController.h"
 #include "widgets/FileListWindowController.h"
 
+#include <QDialog>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -31,6 +32,9 @@ public:
     FileListWindowController* fileListWindow() { return fileList_; }
     SelectionSession& selection() { return *selection_; }
     CaptrueVideoInputWindowController* cameraWindow() { return cameraWindow_.get(); }
+    // The open timed-recording dialog (duration limit, auto stop or auto
+    // split), if any.
+    QDialog* timedDialog() const { return timedDialog_; }
 
     // Opens (or raises) the recorded-file list.
     void enterFileListAction();
@@ -52,6 +56,7 @@ private:
     void OnorOffCaptrueCamera();
     void refreshCameras();
     void refreshDisplays();
+    void showTimedDialog(QDialog* dialog);
 
     AppDelegate& app_;
     std::unique_ptr<RecordingStack> stack_;
@@ -59,6 +64,7 @@ private:
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<StatusItem> tray_;
     QPointer<FileListWindowController> fileList_;
+    QPointer<QDialog> timedDialog_;
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     QTimer progressTimer_;
 };

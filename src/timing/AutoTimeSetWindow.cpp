@@ -79,5 +79,8 @@ void AutoTimeSetWindow::okBtnAction() {
     store.setBool(S::AutoStopEveryTime, app_.everyTime);
     store.setBool(S::IsAutoStop, true);
     app_.autoStop_withTime = true;
+    // Armed at once, so that "record now, then set auto stop" stops the
+    // recording already running (each start also reads "IsAutoStop" again).
+    app_.isAutoStop = true;
     accept();
 }

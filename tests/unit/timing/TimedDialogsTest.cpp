@@ -159,14 +159,13 @@ TEST_F(TimedDialogs, AutoStop) {
         EXPECT_EQ(store->take(),
                   (std::set<std::string>{"AutoStop_EveryTime", "AutoStop_FileSize", "AutoStop_FinshIndex",
                                          "AutoStop_Time", "AutoStop_Type", "IsAutoStop"}));
-        EXPECT_TRUE(app->isRecordEndSizeType && app->everyTime && app->autoStop_withTime);
+        EXPECT_TRUE(app->isRecordEndSizeType && app->everyTime && app->autoStop_withTime && app->isAutoStop);
         EXPECT_FALSE(app->isAutoStopOnce);
         EXPECT_EQ(app->recordEndFileSize, 500);
         EXPECT_EQ(app->finshpopIndex, 2);
         EXPECT_EQ(store->doubleForKey(S::AutoStopFileSize), 500.0);
     }
     {
-        app->isAutoStop = true; // as the next recording's start reads it
         AutoTimeSetWindow d(*app);
         EXPECT_TRUE(button(d, Tags::BySize)->isChecked() && button(d, Tags::EveryTime)->isChecked());
         EXPECT_EQ(field(d, Tags::SizeField)->text(), "500");
