@@ -213,8 +213,11 @@ void AppDelegate::startSetsItemChangeAction(int item) {
             break;
         default:
             emit autoStopDialogRequested();
-            break;
+            return;
         }
+        // Choosing a delay arms it: the tick only counts it down while the
+        // menu's stop is armed.
+        autoStop_withTime = true;
         return;
     }
     isShowReverseTime = false;

@@ -1,6 +1,7 @@
 // Drives the real FrameDeck application (main window, tray menu, file list)
 // on the test desktop and checks what it writes: recordings, screenshots and
 // the recorded-file list.
+#include "AppFixture.h"
 #include "FrameDeckApp.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
@@ -25,64 +26,6 @@
 #include <QTest>
 #include <QToolButton>
 #include <gtest/gtest.h>
-
-namespace {
-
-QString probe(const QString& path) {
-    QProcess p;
-    p.start("ffprobe",
-            {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
-    p.waitForFinished(-1);
-    return QString::fromUtf8(p.readAllStandardOutput());
-}
-
-// Pictures of the windows for a person to look at: build/test-artifacts/app.
-void savePicture(QWidget* widget, const QString& name) {
-    const QString dir = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app";
-    QDir().mkpath(dir);
-    widget->grab().save(dir + "/" + name + ".png");
-}
-
-class App : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!qEnvironmentVariableIsSet("DISPLAY"))
-            GTEST_SKIP();
-        setAlertPresenter([this](QWidget*, const QString& message) { alerts << message; });
-        app = std::make_unique<AppDelegate>(std::make_unique<SettingsStore>(home.path() + "/settings.conf"),
-                                            FRAMEDECK_RESOURCE_DIR);
-        frameDeck = std::make_unique<FrameDeckApp>(*app);
-        frameDeck->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&frameDeck->mainWindow()));
-    }
-    void TearDown() override {
-        frameDeck.reset();
-        app.reset();
-        setAlertPresenter({});
-    }
-    unsigned status() { return toInt(frameDeck->recordManager().status.load()); }
-    void chooseKind(int kind) {
-        frameDeck->mainWindow().modeButton(kind)->click();
-        QTest::qWait(50);
-    }
-    // Presses record, waits for the recording, lets it run, presses again.
-    QString recordFor(int milliseconds) {
-        frameDeck->mainWindow().recordButton()->click();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
-        QTest::qWait(milliseconds);
-        frameDeck->mainWindow().recordButton()->click();
-        EXPECT_EQ(status(), 0u);
-        return app->outputPath;
-    }
-    QVariantList list() { return FileListStore::readList(AppDelegate::plistPath()); }
-
-    TempHome home;
-    QStringList alerts;
-    std::unique_ptr<AppDelegate> app;
-    std::unique_ptr<FrameDeckApp> frameDeck;
-};
-
-} // namespace
 
 TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
     chooseKind(0);

@@ -1,0 +1,150 @@
+// Recordings that end or split by themselves, armed in the real dialogs of
+// the real application on the test desktop, checked in the files written.
+#include "AppFixture.h"
+#include "core/SplitNaming.h"
+#include "integration/selection/DesktopHelpers.h"
+#include "timing/AutoSplitSetsWindow.h"
+#include "timing/AutoTimeSetWindow.h"
+#include "widgets/FileListWindowController.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QSignalSpy>
+
+namespace {
+
+using Tag = AutoLengthDialog::Tag;
+
+class Timed : public App {
+protected:
+    // Opens a dialog the way the user does and returns it.
+    template <class Dialog> Dialog* open(const std::function<void()>& how) {
+        how();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() != nullptr; }));
+        auto* dialog = qobject_cast<Dialog*>(frameDeck->timedDialog());
+        EXPECT_NE(dialog, nullptr);
+        return dialog;
+    }
+    static void click(TimedDialog* d, int tag) { qobject_cast<QAbstractButton*>(d->control(tag))->click(); }
+    static void type(TimedDialog* d, int tag, const QString& text) {
+        auto* field = qobject_cast<QLineEdit*>(d->control(tag));
+        field->selectAll();
+        QTest::keyClicks(field, text);
+    }
+    // Auto stop through the start menu's "Auto Stop Settings…".
+    void armAutoStop(int criterion, const QString& value, int onceOrEvery, int finish = 0) {
+        auto* d = open<AutoTimeSetWindow>([this] { app->autoStopSetsAction(2); });
+        ASSERT_NE(d, nullptr);
+        if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
+            click(d, Tag::EnabledBox);
+        click(d, criterion);
+        type(d, criterion == Tag::ByTime ? Tag::TimeField : Tag::SizeField, value);
+        click(d, onceOrEvery);
+        d->finshpopBtn->setCurrentIndex(finish);
+        d->okBtn->click();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+    }
+    // Presses record and waits until the recording has ended by itself.
+    QString recordUntilItStops() {
+        frameDeck->mainWindow().recordButton()->click();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+        // A guard against a recording that never stops, not a timing check.
+        EXPECT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 120000)) << "it did not stop by itself";
+        return app->outputPath;
+    }
+    static double duration(const QString& path) { return probe(path).section('\n', -2, -2).toDouble(); }
+};
+
+} // namespace
+
+TEST_F(Timed, AutoStopByDurationEveryTimeStopsEachRecording) {
+    chooseKind(0);
+    armAutoStop(Tag::ByTime, "6", Tag::EveryTime);
+    for (int round = 0; round < 2; ++round) {
+        const QString path = recordUntilItStops();
+        const double seconds = duration(path);
+        EXPECT_GE(seconds, 5.5) << "round " << round;
+        EXPECT_LT(seconds, 8.5) << "round " << round;
+        ASSERT_NE(frameDeck->fileListWindow(), nullptr);
+        EXPECT_TRUE(frameDeck->fileListWindow()->isVisible());
+    }
+    EXPECT_EQ(list().size(), 2);
+    EXPECT_TRUE(app->settings().boolForKey("IsAutoStop")) << "every time stays armed";
+}
+
+TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
+    // Something that moves, so the file grows.
+    QProcess picture;
+    picture.start("ffplay", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=30", "-an",
+                             "-left", "0", "-top", "0"});
+    ASSERT_TRUE(picture.waitForStarted());
+    QTest::qWait(1000);
+    chooseKind(0);
+    armAutoStop(Tag::BySize, "1", Tag::Once);
+    const QString path = recordUntilItStops();
+    picture.kill();
+    picture.waitForFinished();
+    const qint64 size = QFileInfo(path).size();
+    EXPECT_GE(size, 1000000) << "1 MB is 10^6 bytes";
+    // The check runs once a second: at 5000 kbit/s a tick adds at most ~0.7 MB.
+    EXPECT_LT(size, 2000000);
+    EXPECT_FALSE(app->settings().boolForKey("IsAutoStop")) << "once is disarmed after the stop";
+}
+
+TEST_F(Timed, FinishQuitOnceQuitsThenFallsBackToNothing) {
+    QSignalSpy quit(app.get(), &AppDelegate::quitRequested);
+    chooseKind(0);
+    armAutoStop(Tag::ByTime, "2", Tag::Once, 1); // "Quit FrameDeck"
+    EXPECT_EQ(app->finshpopIndex, 2);
+    recordUntilItStops();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return quit.count() == 1; }));
+    EXPECT_EQ(app->finshpopIndex, 1) << "once: the next recording does nothing more";
+}
+
+TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
+    chooseKind(0);
+    auto* d = open<AutoSplitSetsWindow>([this] { frameDeck->mainWindow().toolButton(1)->click(); });
+    ASSERT_NE(d, nullptr);
+    savePicture(d, "auto-split-dialog-en");
+    if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
+        click(d, Tag::EnabledBox);
+    click(d, Tag::ByTime);
+    type(d, Tag::TimeField, "4");
+    click(d, Tag::Once);
+    d->okBtn->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+    EXPECT_EQ(app->settings().integerForKey("SplitType"), 1);
+
+    const QString path = recordFor(10000);
+    const QVariantList records = list();
+    ASSERT_EQ(records.size(), 3) << "one record per part";
+    double sum = 0;
+    for (int i = 0; i < 3; ++i) {
+        const QString part = records[i].toMap()["path"].toString();
+        const QString streams = probe(part);
+        EXPECT_TRUE(streams.contains("video")) << part.toStdString() << " does not play";
+        sum += duration(part);
+    }
+    EXPECT_EQ(records[2].toMap()["path"], path) << "the first part is the oldest";
+    EXPECT_EQ(records[0].toMap()["path"], QString::fromStdString(splitPartPath(path.toStdString(), 2)));
+    // Ten seconds pressed; the parts together hold all of it.
+    EXPECT_GT(sum, 9.0);
+    EXPECT_LT(sum, 11.5);
+    EXPECT_EQ(app->settings().integerForKey("SplitType"), 0) << "once: the next recording is not split";
+
+    const QString next = recordFor(2000);
+    EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(splitPartPath(next.toStdString(), 1))));
+}
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    if (!qEnvironmentVariableIsSet("DISPLAY")) {
+        std::printf("e2e_timed_recording needs the test desktop; skipped\n");
+        return 0;
+    }
+    QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}
