@@ -81,7 +81,7 @@ TEST_F(Fixture, LaunchQuirksAreKept) {
     s->setBool(S::IsFirstRun, true);
     s->setString(S::EventShowDrawToolChar, "⌘ 5");
     s->setString(S::WatermarkTextString, "my own text");
-    s->setDouble(S::AutoStopTime, 0);
+    s->setDouble(S::AutoStopTime, 45);
     s->setDouble(S::AutoStopFileSize, 0);
     s->setInteger(S::AutoStopFinshIndex, 0);
     s->setColorTriple(S::WatermarkColor, {0.2, 0.4, 0.9});
@@ -93,7 +93,7 @@ TEST_F(Fixture, LaunchQuirksAreKept) {
     const AppProperties p = load(*s);
     EXPECT_EQ(p.watermarkTextString, "FrameDeck"); // custom text does not survive a restart
     EXPECT_EQ(p.recordEndFileSize, 100);
-    EXPECT_EQ(p.recordEndTimeDuration, 0); // read as 600, then deliberately reset
+    EXPECT_EQ(p.recordEndTimeDuration, 0); // a stored limit never survives a restart
     EXPECT_EQ(p.finshpopIndex, 1);
     EXPECT_EQ(p.textWatermarkColor, (RGBAColor{0.2, 0.4, 0.4, 1})); // blue from the green slot
     EXPECT_NEAR(p.fps, 23.976, 1e-4);
