@@ -1,6 +1,5 @@
-// The three timed-recording dialogs driven offscreen, without exec(): the
-// tests show them, work the controls and press the buttons.
-// (The QApplication comes from the environment in CountdownTest.cpp.)
+// The three timed-recording dialogs driven offscreen, without exec(): shown, worked, buttons
+// pressed. (The QApplication comes from the environment in CountdownTest.cpp.)
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/SettingsSchema.h"
@@ -9,7 +8,6 @@
 #include "timing/AutoTimeSetWindow.h"
 #include "timing/TimeEndWindowColler.h"
 
-#include <QAbstractButton>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
@@ -19,62 +17,39 @@
 #include <set>
 #include <utility>
 
-namespace S = SettingsKeys;
-
 namespace {
 
 // A settings store that notes which setter wrote each key.
-class WatchedStore : public SettingsStore {
-public:
+struct WatchedStore : SettingsStore {
     using SettingsStore::SettingsStore;
-    void setInteger(std::string_view k, long long v) override {
-        written[std::string(k)] = SettingType::Integer, SettingsStore::setInteger(k, v);
-    }
-    void setBool(std::string_view k, bool v) override {
-        written[std::string(k)] = SettingType::Bool, SettingsStore::setBool(k, v);
-    }
-    void setDouble(std::string_view k, double v) override {
-        written[std::string(k)] = SettingType::Double, SettingsStore::setDouble(k, v);
-    }
-    // The keys written since the last call, each checked against its declared type.
-    std::set<std::string> take() {
-        std::set<std::string> keys;
-        for (const auto& [key, type] : std::exchange(written, {})) {
-            const auto* declared = findSetting(key);
-            EXPECT_TRUE(declared && declared->type == type)
-                << key << " written with another type than declared";
-            keys.insert(key);
-        }
-        return keys;
-    }
+    using Base = SettingsStore;
+    using T = SettingType;
+    void setInteger(std::string_view k, long long v) override { note(k, T::Integer), Base::setInteger(k, v); }
+    void setBool(std::string_view k, bool v) override { note(k, T::Bool), Base::setBool(k, v); }
+    void setDouble(std::string_view k, double v) override { note(k, T::Double), Base::setDouble(k, v); }
+    void note(std::string_view k, T type) { written[std::string(k)] = type; }
     std::map<std::string, SettingType> written;
 };
 
 class TimedDialogs : public ::testing::Test {
 protected:
-    void SetUp() override {
-        auto owned = std::make_unique<WatchedStore>(home.path() + "/settings.conf");
-        store = owned.get();
-        app = std::make_unique<AppDelegate>(std::move(owned), FRAMEDECK_RESOURCE_DIR);
-        store->written.clear(); // the launch load's own
+    TimedDialogs() { store->written.clear(); } // the launch load's own
+    static auto* button(TimedDialog& d, int tag) { return qobject_cast<QAbstractButton*>(d.control(tag)); }
+    static auto* field(TimedDialog& d, int tag) { return qobject_cast<QLineEdit*>(d.control(tag)); }
+    // Types over the whole field, as a user replaces its text.
+    static void type(QLineEdit* f, const char* text) { f->selectAll(), QTest::keyClicks(f, text); }
+    // The keys written since the last call, each checked against its declared type.
+    std::set<std::string> take() {
+        std::set<std::string> keys;
+        for (const auto& [key, type] : std::exchange(store->written, {})) {
+            EXPECT_TRUE(findSetting(key) && findSetting(key)->type == type) << key << " has another type";
+            keys.insert(key);
+        }
+        return keys;
     }
-    static QAbstractButton* button(TimedDialog& d, int tag) {
-        return qobject_cast<QAbstractButton*>(d.control(tag));
-    }
-    static QLineEdit* field(TimedDialog& d, int tag) { return qobject_cast<QLineEdit*>(d.control(tag)); }
-    // Types over the whole field, as a user replaces its text ("" empties it).
-    static void type(QLineEdit* field, const char* text) {
-        field->selectAll();
-        QTest::keyClick(field, Qt::Key_Backspace);
-        QTest::keyClicks(field, text);
-    }
-    static QString hms(TimeEndWindowColler& d) {
-        return d.hourTime->text() + d.minTime->text() + d.secTime->text();
-    }
-
     TempHome home;
-    WatchedStore* store = nullptr;
-    std::unique_ptr<AppDelegate> app;
+    WatchedStore* store = new WatchedStore(home.path() + "/settings.conf");
+    AppDelegate app{std::unique_ptr<SettingsStore>(store), FRAMEDECK_RESOURCE_DIR};
 };
 
 using Tags = AutoLengthDialog;
@@ -83,142 +58,93 @@ using Items = TimeEndWindowColler;
 } // namespace
 
 TEST_F(TimedDialogs, DurationLimit) {
-    {
-        TimeEndWindowColler d(*app);
-        d.show();
-        EXPECT_FALSE(app->isCanKeyEvent);
-        EXPECT_FALSE(d.hourTime->isEnabled());
-        button(d, Items::CustonTime)->click();
-        EXPECT_EQ(app->endTimeType, 3);
-        type(d.hourTime, "01");
-        type(d.minTime, "30");
-        d.okBtnAction();
-        EXPECT_TRUE(app->isCanKeyEvent);
-        EXPECT_EQ(app->recordEndTimeDuration, 5400);
-    }
-    {
-        TimeEndWindowColler d(*app);
-        EXPECT_TRUE(button(d, Items::CustonTime)->isChecked());
-        EXPECT_EQ(hms(d), "013000");
-        // Leaving custom sets the fields back to 00 and locks them.
-        button(d, Items::Min30Time)->click();
-        EXPECT_EQ(app->endTimeType, 1);
-        EXPECT_EQ(hms(d), "000000");
-        EXPECT_FALSE(d.minTime->isEnabled());
-
-        button(d, Items::CustonTime)->click();
-        type(d.minTime, "75");
-        EXPECT_EQ(d.minTime->text(), "59");
-        type(d.minTime, "60");
-        d.okBtnAction();
-        EXPECT_EQ(app->recordEndTimeDuration, 3600);
-    }
-    {
-        // A custom 00:00:00 is no limit.
-        TimeEndWindowColler d(*app);
-        button(d, Items::NoTime)->click();
-        button(d, Items::CustonTime)->click();
-        d.okBtnAction();
-        EXPECT_EQ(app->recordEndTimeDuration, 0);
-        EXPECT_EQ(app->endTimeType, 0);
-        EXPECT_TRUE(button(d, Items::NoTime)->isChecked());
-    }
-    EXPECT_TRUE(store->take().empty()); // the limit is never stored
+    // Enter walks hours, minutes, seconds, then presses OK.
+    TimeEndWindowColler keyed(app);
+    keyed.show();
+    EXPECT_FALSE(app.isCanKeyEvent);
+    button(keyed, Items::CustonTime)->click();
+    QTest::keyClicks(keyed.hourTime, "1"); // selected on arrival, so this replaces "00"
+    QTest::keyClick(keyed.hourTime, Qt::Key_Return);
+    QTest::keyClicks(keyed.focusWidget(), "30");
+    QTest::keyClick(keyed.focusWidget(), Qt::Key_Enter);
+    EXPECT_EQ(keyed.focusWidget(), keyed.secTime);
+    QTest::keyClick(keyed.focusWidget(), Qt::Key_Return);
+    EXPECT_TRUE(app.isCanKeyEvent);
+    EXPECT_EQ(app.recordEndTimeDuration, 5400);
+    // Reopened it shows the limit; minutes above 60 become 59, 60 stays.
+    TimeEndWindowColler reopened(app);
+    EXPECT_EQ(reopened.hourTime->text() + "/" + reopened.minTime->text() + "/" + reopened.secTime->text(),
+              "01/30/00");
+    type(reopened.minTime, "75");
+    EXPECT_EQ(reopened.minTime->text(), "59");
+    type(reopened.minTime, "60");
+    reopened.okBtnAction();
+    EXPECT_EQ(app.recordEndTimeDuration, 7200); // 01:60:00
+    // A custom 00:00:00 is no limit.
+    button(reopened, Items::NoTime)->click();
+    button(reopened, Items::CustonTime)->click();
+    reopened.okBtnAction();
+    EXPECT_EQ(app.recordEndTimeDuration, 0);
+    EXPECT_EQ(app.endTimeType, Items::NoTime);
+    EXPECT_TRUE(button(reopened, Items::NoTime)->isChecked());
+    EXPECT_TRUE(take().empty()); // the limit is never stored
 }
 
 TEST_F(TimedDialogs, AutoStop) {
-    {
-        AutoTimeSetWindow d(*app);
-        d.show();
-        EXPECT_FALSE(app->isCanKeyEvent);
-        // Off: nothing below the check box can be used.
-        for (int tag :
-             {Tags::ByTime, Tags::TimeField, Tags::BySize, Tags::SizeField, Tags::Once, Tags::EveryTime})
-            EXPECT_FALSE(d.control(tag)->isEnabled()) << tag;
-        EXPECT_FALSE(d.finshpopBtn->isEnabled());
-        button(d, Tags::EnabledBox)->click();
-        EXPECT_TRUE(d.finshpopBtn->isEnabled());
-        button(d, Tags::BySize)->click();
-        EXPECT_FALSE(field(d, Tags::TimeField)->isEnabled());
-        EXPECT_TRUE(field(d, Tags::SizeField)->isEnabled());
-        type(field(d, Tags::SizeField), "50x");
-        EXPECT_EQ(field(d, Tags::SizeField)->text(), "50");
-        d.cancelBtn->click();
-        EXPECT_TRUE(app->isCanKeyEvent);
-        EXPECT_TRUE(store->take().empty());
-    }
-    {
-        // Armed by size, every time, quitting afterwards.
-        AutoTimeSetWindow d(*app);
-        button(d, Tags::EnabledBox)->click();
-        button(d, Tags::BySize)->click();
-        type(field(d, Tags::SizeField), "500");
-        button(d, Tags::EveryTime)->click();
-        d.finshpopBtn->setCurrentIndex(1);
-        d.okBtnAction();
-        EXPECT_EQ(store->take(),
-                  (std::set<std::string>{"AutoStop_EveryTime", "AutoStop_FileSize", "AutoStop_FinshIndex",
-                                         "AutoStop_Time", "AutoStop_Type", "IsAutoStop"}));
-        EXPECT_TRUE(app->isRecordEndSizeType && app->everyTime && app->autoStop_withTime && app->isAutoStop);
-        EXPECT_FALSE(app->isAutoStopOnce);
-        EXPECT_EQ(app->recordEndFileSize, 500);
-        EXPECT_EQ(app->finshpopIndex, 2);
-        EXPECT_EQ(store->doubleForKey(S::AutoStopFileSize), 500.0);
-    }
-    {
-        AutoTimeSetWindow d(*app);
-        EXPECT_TRUE(button(d, Tags::BySize)->isChecked() && button(d, Tags::EveryTime)->isChecked());
-        EXPECT_EQ(field(d, Tags::SizeField)->text(), "500");
-        EXPECT_EQ(d.finshpopBtn->currentIndex(), 1);
-        button(d, Tags::EnabledBox)->click();
-        d.okBtnAction();
-        EXPECT_EQ(store->take(), (std::set<std::string>{"AutoStop_EveryTime", "IsAutoStop"}));
-        EXPECT_FALSE(app->isAutoStop || app->everyTime || app->autoStop_withTime);
-    }
+    AutoTimeSetWindow cancelled(app);
+    cancelled.show();
+    EXPECT_FALSE(app.isCanKeyEvent);
+    button(cancelled, Tags::EnabledBox)->click();
+    cancelled.cancelBtn->click();
+    EXPECT_TRUE(app.isCanKeyEvent);
+    EXPECT_TRUE(take().empty());
+    // Armed by size (a letter typed is dropped), every time, quitting afterwards.
+    AutoTimeSetWindow armed(app);
+    for (int tag : {Tags::EnabledBox, Tags::BySize, Tags::EveryTime})
+        button(armed, tag)->click();
+    type(field(armed, Tags::SizeField), "x500");
+    armed.finshpopBtn->setCurrentIndex(1);
+    armed.okBtnAction();
+    EXPECT_EQ(take(), (std::set<std::string>{"AutoStop_EveryTime", "AutoStop_FileSize", "AutoStop_FinshIndex",
+                                             "AutoStop_Time", "AutoStop_Type", "IsAutoStop"}));
+    EXPECT_TRUE(app.isAutoStop && app.autoStop_withTime && !app.isAutoStopOnce);
+    EXPECT_EQ(store->doubleForKey("AutoStop_FileSize"), 500.0);
+    // Reopened it shows what was stored; switched off, OK stores only that.
+    AutoTimeSetWindow off(app);
+    EXPECT_TRUE(button(off, Tags::BySize)->isChecked() && button(off, Tags::EveryTime)->isChecked());
+    EXPECT_EQ(field(off, Tags::SizeField)->text() + "/" + QString::number(off.finshpopBtn->currentIndex()),
+              "500/1");
+    button(off, Tags::EnabledBox)->click();
+    off.okBtnAction();
+    EXPECT_EQ(take(), (std::set<std::string>{"AutoStop_EveryTime", "IsAutoStop"}));
+    EXPECT_FALSE(app.isAutoStop || app.everyTime || app.autoStop_withTime);
 }
 
 TEST_F(TimedDialogs, AutoSplit) {
-    EncodeManager session(app->settings());
+    EncodeManager session(app.settings());
     session.setSplitTime(20);
     session.setSplitSize(10);
-    {
-        AutoSplitSetsWindow d(*app, session);
-        d.show();
-        EXPECT_FALSE(app->isCanKeyEvent);
-        EXPECT_EQ(field(d, Tags::TimeField)->text() + "/" + field(d, Tags::SizeField)->text(), "20/10");
-        button(d, Tags::EnabledBox)->click();
-        button(d, Tags::ByTime)->click();
-        type(field(d, Tags::TimeField), "600");
-        d.okBtn->click();
-        EXPECT_TRUE(app->isCanKeyEvent);
-        EXPECT_EQ(store->take(),
-                  (std::set<std::string>{"SplitAlway", "SplitSize", "SplitTime", "SplitType"}));
-        EXPECT_EQ(store->integerForKey(S::SplitType), 1);
-        EXPECT_EQ(session.splitTime, 600);
-        EXPECT_TRUE(app->isAutoSplitOnce);
-    }
-    {
-        AutoSplitSetsWindow d(*app, session);
-        EXPECT_TRUE(button(d, Tags::EnabledBox)->isChecked() && button(d, Tags::ByTime)->isChecked());
-        type(field(d, Tags::TimeField), "");
-        button(d, Tags::BySize)->click();
-        type(field(d, Tags::SizeField), "");
-        button(d, Tags::EveryTime)->click();
-        d.okBtnAction();
-        EXPECT_EQ(session.splitTime + session.splitSize, 0);
-        EXPECT_EQ(store->integerForKey(S::SplitTime) + store->integerForKey(S::SplitSize), 0);
-        EXPECT_TRUE(store->boolForKey(S::SplitAlway));
-        store->take();
-    }
-    {
-        AutoSplitSetsWindow d(*app, session);
-        d.show();
-        EXPECT_TRUE(button(d, Tags::EveryTime)->isChecked());
-        button(d, Tags::EnabledBox)->click();
-        d.close(); // the window's close button
-        EXPECT_TRUE(app->isCanKeyEvent);
-        EXPECT_TRUE(store->take().empty());
-        d.okBtnAction(); // switched off: only the kind is stored
-        EXPECT_EQ(store->take(), std::set<std::string>{"SplitType"});
-    }
+    app.isAutoSplitOnce = true; // an earlier choice
+    AutoSplitSetsWindow armed(app, session);
+    armed.show();
+    EXPECT_FALSE(app.isCanKeyEvent);
+    EXPECT_EQ(field(armed, Tags::TimeField)->text() + "/" + field(armed, Tags::SizeField)->text(), "20/10");
+    for (int tag : {Tags::EnabledBox, Tags::ByTime, Tags::EveryTime})
+        button(armed, tag)->click();
+    type(field(armed, Tags::TimeField), "600");
+    field(armed, Tags::SizeField)->clear(); // an emptied field is 0
+    armed.okBtn->click();
+    EXPECT_TRUE(app.isCanKeyEvent);
+    EXPECT_EQ(take(), (std::set<std::string>{"SplitAlway", "SplitSize", "SplitTime", "SplitType"}));
+    EXPECT_EQ(store->integerForKey("SplitType"), 1);
+    EXPECT_EQ(session.splitTime, 600);
+    EXPECT_EQ(session.splitSize + store->integerForKey("SplitSize"), 0);
+    EXPECT_FALSE(app.isAutoSplitOnce);
+    // Reopened it shows what was stored; switched off, only the kind is stored.
+    AutoSplitSetsWindow off(app, session);
+    EXPECT_TRUE(button(off, Tags::ByTime)->isChecked() && button(off, Tags::EveryTime)->isChecked());
+    button(off, Tags::EnabledBox)->click();
+    off.okBtnAction();
+    EXPECT_EQ(take(), std::set<std::string>{"SplitType"});
+    EXPECT_EQ(store->integerForKey("SplitType"), 0);
 }
