@@ -23,19 +23,14 @@ HotkeyCodes readHotkeyCodes(const KeyValueStore& store) {
     return codes;
 }
 
-std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pressedCode,
-                                           const HotkeyGate& gate) {
+std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pressedCode, bool isCanKeyEvent,
+                                           bool isResetEventMonitor) {
     std::vector<HotkeyAction> actions;
-    if (!gate.isCanKeyEvent || gate.isResetEventMonitor)
+    if (!isCanKeyEvent || isResetEventMonitor)
         return actions;
-    for (std::size_t i = 0; i < kHotkeyBindings.size(); ++i) {
-        if (codes[i] != pressedCode)
-            continue;
-        const HotkeyAction action = kHotkeyBindings[i].action;
-        if (action == HotkeyAction::ResumeOrPause && gate.status == RecordingStatus::Idle)
-            continue;
-        actions.push_back(action);
-    }
+    for (std::size_t i = 0; i < kHotkeyBindings.size(); ++i)
+        if (codes[i] == pressedCode)
+            actions.push_back(kHotkeyBindings[i].action);
     return actions;
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "engine/RecordRequest.h"
-
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -43,21 +41,15 @@ extern const std::array<HotkeyBinding, 5> kHotkeyBindings;
 using HotkeyCodes = std::array<std::optional<uint16_t>, 5>;
 HotkeyCodes readHotkeyCodes(const KeyValueStore& store);
 
-// What the application is doing when a key is pressed.
-struct HotkeyGate {
-    // Off while a modal dialog is open.
-    bool isCanKeyEvent = true;
-    // On while the preferences window records a new key.
-    bool isResetEventMonitor = false;
-    RecordingStatus status = RecordingStatus::Idle;
-};
-
-// The actions a press of `pressedCode` runs, in order. Only the code is
+// The actions a press of `pressedCode` runs, in order; none while
+// `isCanKeyEvent` is off (a modal dialog is open) or `isResetEventMonitor`
+// is on (the preferences window records a new key). Only the code is
 // compared, never the modifiers: the plain 1 key starts and stops as "⌘ 1"
-// does. Several actions on one key all run. Pause/resume runs only while a
-// recording is under way (recording, paused or resumed).
-std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pressedCode,
-                                           const HotkeyGate& gate);
+// does. Several actions on one key all run. The caller runs pause/resume
+// only if a recording is under way when its turn comes (an earlier action
+// on the same key may just have started one).
+std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pressedCode, bool isCanKeyEvent,
+                                           bool isResetEventMonitor);
 
 // The text a held modifier key puts before the key's own when a new
 // shortcut is recorded: 55 (Command) "⌘ ", 56 (Shift) "⇧ ", 58 (Option)
