@@ -5,6 +5,7 @@
 #include "core/EMLog.h"
 #include "engine/EncodeManager.h"
 #include "engine/RecordRequest.h"
+#include "overlays/Hotkeys.h"
 #include "selection/RVClipScreenManager.h"
 #include "selection/ScreenshotStore.h"
 #include "timing/AutoSplitSetsWindow.h"
@@ -34,7 +35,13 @@ float peakLevel(const AudioSampleBuffer& buffer) {
 
 } // namespace
 
-FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
+FrameDeckApp::FrameDeckApp(AppDelegate& app)
+    : app_(app), keyListener_([this](const x11input::KeyPress& press) {
+          // Listener thread: hand the press to the main thread, where the
+          // settings and the controller live.
+          QMetaObject::invokeMethod(
+              this, [this, code = press.keyCode] { handleHotkey(code); }, Qt::QueuedConnection);
+      }) {
     buildEngine();
     window_ = std::make_unique<MainWindow>(app_);
     StatusItem::Actions actions;
@@ -50,8 +57,8 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
     actions.screenshort = [this] {
         screenshort();
     };
-    actions.showDoodleToolAction = [] {
-        EMLog::showMessage("drawing tools are not available yet");
+    actions.showDoodleToolAction = [this] {
+        showDoodleToolAction();
     };
     actions.showHomeMainWindow = [this] {
         showHomeMainWindow();
@@ -68,9 +75,15 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app) : app_(app) {
     refreshCameras();
     progressTimer_.setInterval(1000);
     connect(&progressTimer_, &QTimer::timeout, this, &FrameDeckApp::onProgressTick);
+    // Raw key events reach us for our own windows too, so this one listener
+    // serves both the background and the foreground: a key is handled once.
+    keyListener_.start();
 }
 
 FrameDeckApp::~FrameDeckApp() {
+    // First, so that no press is posted to a half-destroyed application
+    // (presses already posted are dropped with this object).
+    keyListener_.stop();
     delete fileList_;
     progressTimer_.stop();
     if (stack_) {
@@ -363,6 +376,40 @@ void FrameDeckApp::OnorOffCaptrueCamera() {
     } else {
         stack_->recordManager().captrueVideoInputEnable(false);
         cameraWindow_.reset();
+    }
+}
+
+void FrameDeckApp::showDoodleToolAction() {
+    EMLog::showMessage("drawing tools are not available yet");
+}
+
+void FrameDeckApp::handleHotkey(uint16_t keyCode) {
+    // An open pop-up menu takes the keys itself (the start pull-down's "1"
+    // and "2" items): acting on them here as well would run the press twice.
+    if (QApplication::activePopupWidget())
+        return;
+    const auto actions = hotkeyActionsFor(readHotkeyCodes(app_.settings()), keyCode, app_.isCanKeyEvent,
+                                          app_.isResetEventMonitor);
+    for (const HotkeyAction action : actions) {
+        switch (action) {
+        case HotkeyAction::StartOrStop:
+            app_.recordScreenClicked();
+            break;
+        case HotkeyAction::ShowDrawTool:
+            showDoodleToolAction();
+            break;
+        case HotkeyAction::OnOrOffCaptrue:
+            OnorOffCaptrueCamera();
+            break;
+        case HotkeyAction::ResumeOrPause:
+            // Asked now, after any start on the same key.
+            if (stack_->recordManager().status != RecordingStatus::Idle)
+                app_.pauseOrResumeAction();
+            break;
+        case HotkeyAction::Screenshot:
+            screenshort();
+            break;
+        }
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/controller/RVRecordManager.h"
+#include "platform/x11input/KeyListener.h"
 #include "selection/SelectionSession.h"
 #include "stack/RecordingStack.h"
 #include "widgets/CaptrueVideoInputWindowController.h"
@@ -54,6 +55,10 @@ private:
     void refreshStateMenuItem();
     void screenshort();
     void OnorOffCaptrueCamera();
+    void showDoodleToolAction();
+    // A key pressed anywhere on the desktop (main thread): runs the hotkeys
+    // stored for its code.
+    void handleHotkey(uint16_t keyCode);
     void refreshCameras();
     void refreshDisplays();
     void showTimedDialog(QDialog* dialog);
@@ -67,4 +72,6 @@ private:
     QPointer<QDialog> timedDialog_;
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     QTimer progressTimer_;
+    // Desktop-wide key presses for the hotkeys; started at launch.
+    x11input::KeyListener keyListener_;
 };

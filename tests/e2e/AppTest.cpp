@@ -172,6 +172,47 @@ TEST_F(App, TestPatternCameraFloatsAndRecords) {
     EXPECT_TRUE(alerts.isEmpty());
 }
 
+// The first-run hotkeys, typed on the desktop: 1 starts and stops, 2 pauses
+// and resumes, whichever window has the focus (ours first: a key must act
+// once there too), and none while a dialog holds them off.
+TEST_F(App, DigitKeysStartPauseAndStopAFullScreenRecording) {
+    const auto waitForStatus = [&](unsigned wanted) {
+        while (status() != wanted)
+            QTest::qWait(20);
+    };
+    chooseKind(0);
+    frameDeck->mainWindow().activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&frameDeck->mainWindow()));
+    xdotool({"key", "1"});
+    waitForStatus(1);
+    settle(500); // a second start/stop would have stopped it by now
+    EXPECT_EQ(status(), 1u);
+
+    // Now with another program's window focused.
+    XWindows other({"100,100,400,300,FdOther,Other,cc6633"});
+    ASSERT_EQ(other.ids.size(), 1u);
+    xdotool({"windowfocus", "--sync", QString::number(other.ids[0])});
+    while (frameDeck->mainWindow().isActiveWindow())
+        QTest::qWait(20);
+    xdotool({"key", "2"});
+    waitForStatus(2);
+    xdotool({"key", "2"});
+    waitForStatus(3);
+    xdotool({"key", "1"});
+    waitForStatus(0);
+    const QString streams = probe(app->outputPath);
+    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_EQ(list().size(), 1);
+
+    // The auto-stop dialog holds the hotkeys off while it is open.
+    app->autoStopSetsAction(2);
+    ASSERT_NE(frameDeck->timedDialog(), nullptr);
+    xdotool({"key", "1"});
+    settle(500);
+    EXPECT_EQ(status(), 0u);
+    frameDeck->timedDialog()->reject();
+}
+
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
     chooseKind(0);
     frameDeck->mainWindow().recordButton()->click();

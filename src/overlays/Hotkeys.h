@@ -1,0 +1,58 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+class KeyValueStore;
+
+// The hotkey rules, without a keyboard: which stored key runs which action.
+// Keys are virtual key codes (18 is the 1 key); the desktop's key listener
+// translates presses into them.
+
+// The five actions, in the order a press is matched against them.
+enum class HotkeyAction {
+    StartOrStop,
+    ShowDrawTool,
+    OnOrOffCaptrue,
+    ResumeOrPause,
+    Screenshot,
+};
+
+struct HotkeyBinding {
+    HotkeyAction action;
+    // The settings key of its virtual key code, and of the text its button
+    // shows (e.g. "⌘ 1").
+    std::string_view codeKey;
+    std::string_view textKey;
+    // How the preferences window's shortcut rows name the action while a
+    // new key is recorded; 0: the drawing tools have no row.
+    int recordingTag;
+};
+
+// In matching order.
+extern const std::array<HotkeyBinding, 5> kHotkeyBindings;
+
+// The stored code of each action, in kHotkeyBindings order; nothing where
+// the key is absent, so that an absent key does not silently mean code 0
+// (the A key).
+using HotkeyCodes = std::array<std::optional<uint16_t>, 5>;
+HotkeyCodes readHotkeyCodes(const KeyValueStore& store);
+
+// The actions a press of `pressedCode` runs, in order; none while
+// `isCanKeyEvent` is off (a modal dialog is open) or `isResetEventMonitor`
+// is on (the preferences window records a new key). Only the code is
+// compared, never the modifiers: the plain 1 key starts and stops as "⌘ 1"
+// does. Several actions on one key all run. The caller runs pause/resume
+// only if a recording is under way when its turn comes (an earlier action
+// on the same key may just have started one).
+std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pressedCode, bool isCanKeyEvent,
+                                           bool isResetEventMonitor);
+
+// The text a held modifier key puts before the key's own when a new
+// shortcut is recorded: 55 (Command) "⌘ ", 56 (Shift) "⇧ ", 58 (Option)
+// "Alt ", 59 (Control) "^ ", 63 (Function) "fn "; "" for any other code
+// (a key without one of these held is not accepted as a shortcut).
+std::string_view hotkeyModifierText(uint16_t modifierCode);
