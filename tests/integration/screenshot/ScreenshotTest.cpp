@@ -35,6 +35,13 @@ bool allPixels(const QImage& image, QRgb colour) {
     return !image.isNull();
 }
 
+// Waits until the screen shows `area` all in `colour`: a window of another
+// process is mapped before it is painted and composited, and a screenshot
+// taken in between sees what was there before.
+bool shownOnScreen(const QRect& area, QRgb colour) {
+    return waitFor([&] { return allPixels(ScreenshotStore::getmainDesktopImage().copy(area), colour); });
+}
+
 QVariantMap firstRecord() {
     const QVariantList list = FileListStore::readList(AppDelegate::plistPath());
     return list.isEmpty() ? QVariantMap() : list.front().toMap();
@@ -90,7 +97,7 @@ protected:
 
 TEST_F(Screenshots, TheMainDisplayIsSavedAsItIsOnScreen) {
     XWindows shown({"200,150,640,360,FdShot,Shot,33cc66"});
-    settle();
+    ASSERT_TRUE(shownOnScreen({200, 150, 640, 360}, 0xFF33CC66));
     const QString path = takeMainDisplayScreenshot();
     ASSERT_FALSE(path.isEmpty());
     EXPECT_EQ(QFileInfo(path).absolutePath(), QDir(AppIdentity::moviesFolder()).absolutePath());
@@ -146,6 +153,7 @@ TEST_F(Screenshots, TheCommandPrintsThePathAndListsThePicture) {
 
 TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     XWindows below({"150,150,1000,700,FdBelow,Below,3366cc"});
+    ASSERT_TRUE(shownOnScreen({300, 300, 400, 300}, 0xFF3366CC));
     RVClipWindowController* controller = open();
     ASSERT_TRUE(controller);
     EXPECT_TRUE(manager.isWorking);
@@ -177,6 +185,7 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
 
 TEST_F(Screenshots, AClickedWindowIsTakenWithReturn) {
     XWindows target({"100,120,402,301,FdTarget,Target,cc3333"});
+    ASSERT_TRUE(shownOnScreen({100, 120, 402, 301}, 0xFFCC3333));
     RVClipWindowController* controller = open();
     ASSERT_TRUE(controller);
     xdotool({"mousemove", "300", "250"});
