@@ -222,19 +222,24 @@ QVariantMap recordingRecord(const QString& path, double durationSeconds, double 
             {"size", sizeBytes}, {"date", OutputNaming::dateText(stoppedAt)}, {"isVideo", isVideo ? 1 : 0}};
 }
 
-QVariantList recordingRecords(const QString& path, double durationSeconds, double sizeBytes,
-                              double splitSeconds, const QDateTime& stoppedAt, bool isVideo) {
+QStringList recordingParts(const QString& path) {
     QStringList parts;
-    QList<double> sizes;
-    double totalSize = 0;
     for (int part = 0;; ++part) {
         const QString name = QString::fromStdString(splitPartPath(path.toStdString(), part));
-        const QFileInfo info(name);
-        if (!info.exists())
-            break;
+        if (!QFileInfo::exists(name))
+            return parts;
         parts << name;
-        sizes << double(info.size());
-        totalSize += double(info.size());
+    }
+}
+
+QVariantList recordingRecords(const QString& path, double durationSeconds, double sizeBytes,
+                              double splitSeconds, const QDateTime& stoppedAt, bool isVideo) {
+    const QStringList parts = recordingParts(path);
+    QList<double> sizes;
+    double totalSize = 0;
+    for (const QString& part : parts) {
+        sizes << double(QFileInfo(part).size());
+        totalSize += sizes.back();
     }
     if (parts.size() <= 1)
         return {recordingRecord(path, durationSeconds, parts.isEmpty() ? sizeBytes : sizes[0], stoppedAt,

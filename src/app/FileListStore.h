@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
 
@@ -32,6 +33,10 @@ bool addRecord(const QString& path, const QVariantMap& record);
 // The record of a finished recording.
 QVariantMap recordingRecord(const QString& path, double durationSeconds, double sizeBytes,
                             const QDateTime& stoppedAt, bool isVideo);
+// The files of a recording as they are on disk: `path`, then path_1,
+// path_2, ... as the encoder names the parts of a split, up to the first
+// one missing. Empty when `path` itself is missing.
+QStringList recordingParts(const QString& path);
 // The records of a recording that may have been split into parts (`path`,
 // then path_1, path_2, ... as the encoder names them, those that exist),
 // last part first so the list stays newest first. Sizes are read from the

@@ -9,7 +9,6 @@
 #include "app/SettingsStore.h"
 #include "cli/OverlayKeyValueStore.h"
 #include "core/EMLog.h"
-#include "core/SplitNaming.h"
 #include "engine/EncodeManager.h"
 #include "overlays/FrameDecorator.h"
 #include "overlays/StoredDecorations.h"
@@ -123,21 +122,6 @@ bool prepareOutput(RecordPlan& plan, std::string& error) {
         return false;
     }
     return true;
-}
-
-// The file itself and the parts a split started, named by the encoder's rule.
-std::vector<std::string> writtenFiles(const std::string& path) {
-    std::vector<std::string> files;
-    for (int part = 0;; ++part) {
-        const std::string name = splitPartPath(path, part);
-        if (!QFileInfo::exists(QString::fromStdString(name))) {
-            if (part == 0)
-                continue;
-            break;
-        }
-        files.push_back(name);
-    }
-    return files;
 }
 
 // The graphical application object that the decorations' fonts and pictures
@@ -341,7 +325,7 @@ int runRecordCommand(int argc, char** argv) {
     manager.captrueVideoInputEnable(false);
     mainQueue.run();
 
-    const auto files = writtenFiles(request.outputPath);
+    const QStringList files = FileListStore::recordingParts(QString::fromStdString(request.outputPath));
     if (files.empty())
         return fail(kExitFailed, "nothing was written to " + request.outputPath);
     // The file list gets the records a stop in the main window adds.
@@ -354,8 +338,8 @@ int runRecordCommand(int argc, char** argv) {
         AppDelegate::plistPath(),
         FileListStore::recordingRecords(path, duration, static_cast<double>(QFileInfo(path).size()),
                                         splitSeconds, QDateTime::currentDateTime(), plan.isVideo));
-    for (const auto& file : files)
-        std::printf("%s\n", file.c_str());
+    for (const QString& file : files)
+        std::printf("%s\n", qPrintable(file));
     std::fflush(stdout);
     return 0;
 }
