@@ -1,6 +1,7 @@
 #include "overlays/Hotkeys.h"
 
 #include "app/SettingsSchema.h"
+#include "core/EMLog.h"
 #include "core/KeyValueStore.h"
 
 namespace S = SettingsKeys;
@@ -49,4 +50,46 @@ std::string_view hotkeyModifierText(uint16_t modifierCode) {
     default:
         return "";
     }
+}
+
+bool ShortcutRecorder::resetEventAction(int tag) {
+    for (const HotkeyBinding& binding : kHotkeyBindings)
+        if (binding.recordingTag != 0 && binding.recordingTag == tag) {
+            eventResetTag = tag;
+            return true;
+        }
+    return false;
+}
+
+void ShortcutRecorder::flagsChanged(std::optional<uint16_t> modifierCode) {
+    firstKey.clear();
+    if (modifierCode)
+        firstKey = hotkeyModifierText(*modifierCode);
+}
+
+std::optional<ShortcutRecorder::Write> ShortcutRecorder::keyDown(uint16_t code, const std::string& keyText,
+                                                                 KeyValueStore& store) {
+    lastKey = keyText;
+    EMLog::showMessage("%s:%d", keyText.c_str(), int(code));
+    if (eventResetTag == 0 || firstKey.empty())
+        return std::nullopt;
+    for (const HotkeyBinding& binding : kHotkeyBindings) {
+        if (binding.recordingTag != eventResetTag)
+            continue;
+        Write write{binding.codeKey, binding.textKey, code, firstKey + lastKey};
+        store.setInteger(write.codeKey, write.code);
+        store.setString(write.textKey, write.text);
+        return write;
+    }
+    return std::nullopt;
+}
+
+void ShortcutRecorder::keyUp() {
+    firstKey.clear();
+    lastKey.clear();
+}
+
+void ShortcutRecorder::reset() {
+    keyUp();
+    eventResetTag = 0;
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -56,3 +57,44 @@ std::vector<HotkeyAction> hotkeyActionsFor(const HotkeyCodes& codes, uint16_t pr
 // "Alt ", 59 (Control) "^ ", 63 (Function) "fn "; "" for any other code
 // (a key without one of these held is not accepted as a shortcut).
 std::string_view hotkeyModifierText(uint16_t modifierCode);
+
+// Recording a new key for one of the four shortcut rows of the preferences
+// window, without a keyboard: the window feeds it the modifier changes, key
+// presses and releases it sees, as virtual key codes.
+//
+// Main thread only (it lives in the preferences window).
+class ShortcutRecorder {
+public:
+    // What a recorded key stores: its code under `codeKey` (as an unsigned
+    // 16-bit number) and its button's title under `textKey`.
+    struct Write {
+        std::string_view codeKey;
+        std::string_view textKey;
+        uint16_t code = 0;
+        std::string text;
+    };
+
+    // The row whose set button was clicked (its tag: 100 start/stop, 200
+    // pause/resume, 300 camera, 400 screenshot); false for any other tag.
+    bool resetEventAction(int tag);
+    // The held modifier changed: the modifier key's code, or nothing when
+    // the last one was released. Any modifier without a text in the table
+    // leaves none.
+    void flagsChanged(std::optional<uint16_t> modifierCode);
+    // A key went down. With a row being recorded and a modifier held, the
+    // key is accepted: the write is returned (and stored in `store`);
+    // otherwise nothing happens. `keyText` is the key's own text in upper
+    // case ("K").
+    std::optional<Write> keyDown(uint16_t code, const std::string& keyText, KeyValueStore& store);
+    // A key went up: both texts are forgotten.
+    void keyUp();
+    // The window closed: nothing is being recorded any more.
+    void reset();
+
+    bool isRecording() const { return eventResetTag != 0; }
+
+    // The modifier's text ("^ ") and the key's text ("K"), as they stand.
+    std::string firstKey;
+    std::string lastKey;
+    int eventResetTag = 0;
+};
