@@ -60,6 +60,9 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app)
     actions.showDoodleToolAction = [this] {
         showDoodleToolAction();
     };
+    actions.settingAction = [this] {
+        settingAction();
+    };
     actions.showHomeMainWindow = [this] {
         showHomeMainWindow();
     };
@@ -94,6 +97,8 @@ FrameDeckApp::~FrameDeckApp() {
         manager.captrueAudioInputEnable(false);
     }
     cameraWindow_.reset();
+    // Before the stack: its tabs edit the stack's watermark and session.
+    preferences_.reset();
     if (stack_)
         stack_->destroyDevicesAtQuit();
     app_.setRecordManager(nullptr);
@@ -245,6 +250,8 @@ void FrameDeckApp::connectWindow() {
     });
     connect(w, &MainWindow::screenshotClicked, this, &FrameDeckApp::screenshort);
     connect(w, &MainWindow::fileListClicked, this, &FrameDeckApp::enterFileListAction);
+    connect(w, &MainWindow::settingsClicked, this, &FrameDeckApp::settingAction);
+    connect(w, &MainWindow::drawToolsClicked, this, &FrameDeckApp::showDoodleToolAction);
     connect(w, &MainWindow::languageChosen, this, [this](int language) { app_.setLange(language); });
 
     connect(&app_, &AppDelegate::regionSelectionRequested, this, [this] {
@@ -377,6 +384,17 @@ void FrameDeckApp::OnorOffCaptrueCamera() {
         stack_->recordManager().captrueVideoInputEnable(false);
         cameraWindow_.reset();
     }
+}
+
+void FrameDeckApp::settingAction() {
+    if (!preferences_) {
+        preferences_ = std::make_unique<PreferencesWindow>(app_, stack_->watermark(),
+                                                           stack_->recordManager().encodeManager());
+        // The main window's pop-ups show the same choices.
+        connect(preferences_.get(), &PreferencesWindow::choicesChanged, window_.get(),
+                &MainWindow::ChangeLoanguage);
+    }
+    preferences_->present();
 }
 
 void FrameDeckApp::showDoodleToolAction() {

@@ -2,6 +2,7 @@
 
 #include "engine/controller/RVRecordManager.h"
 #include "platform/x11input/KeyListener.h"
+#include "preferences/PreferencesWindow.h"
 #include "selection/SelectionSession.h"
 #include "stack/RecordingStack.h"
 #include "widgets/CaptrueVideoInputWindowController.h"
@@ -36,6 +37,11 @@ public:
     // The open timed-recording dialog (duration limit, auto stop or auto
     // split), if any.
     QDialog* timedDialog() const { return timedDialog_; }
+    // The preferences window, once opened.
+    PreferencesWindow* preferencesWindow() const { return preferences_.get(); }
+    // The settings button and the tray's "Preferences…": opens the
+    // preferences window or brings it to the front.
+    void settingAction();
 
     // Opens (or raises) the recorded-file list.
     void enterFileListAction();
@@ -71,6 +77,7 @@ private:
     QPointer<FileListWindowController> fileList_;
     QPointer<QDialog> timedDialog_;
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
+    std::unique_ptr<PreferencesWindow> preferences_;
     QTimer progressTimer_;
     // Desktop-wide key presses for the hotkeys; started at launch.
     x11input::KeyListener keyListener_;

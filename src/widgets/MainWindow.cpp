@@ -203,6 +203,8 @@ void MainWindow::buildFooter(QWidget* parent, QVBoxLayout* column) {
     connect(tools_[0], &QToolButton::clicked, this, &MainWindow::timeSetsClicked);
     connect(tools_[1], &QToolButton::clicked, this, &MainWindow::autoSplitSetsClicked);
     connect(tools_[2], &QToolButton::clicked, this, &MainWindow::screenshotClicked);
+    connect(tools_[3], &QToolButton::clicked, this, &MainWindow::settingsClicked);
+    connect(tools_[4], &QToolButton::clicked, this, &MainWindow::drawToolsClicked);
     connect(tools_[5], &QToolButton::clicked, this, &MainWindow::fileListClicked);
 }
 

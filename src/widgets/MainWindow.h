@@ -69,6 +69,9 @@ signals:
     // The duration-limit and auto-split tool buttons.
     void timeSetsClicked();
     void autoSplitSetsClicked();
+    // The settings and drawing-tools buttons of the tool row.
+    void settingsClicked();
+    void drawToolsClicked();
     void fileListClicked();
     void languageChosen(int language);
 

@@ -57,6 +57,11 @@ void StatusItem::addStatusItem() {
         assigned_ = {actions_.recordScreenClicked, actions_.pauseOrResumeAction,
                      actions_.OnorOffCaptrueCamera, actions_.screenshort, actions_.showDoodleToolAction};
         menu_->addSeparator();
+        preferences_ = menu_->addAction(QString());
+        connect(preferences_, &QAction::triggered, this, [this] {
+            if (actions_.settingAction)
+                actions_.settingAction();
+        });
         showHide_ = menu_->addAction(QString());
         connect(showHide_, &QAction::triggered, this, [this] {
             if (actions_.showHomeMainWindow)
@@ -86,6 +91,7 @@ void StatusItem::ChangeLoanguage() {
         items_[i]->setShortcutVisibleInContextMenu(true);
     }
     const bool shown = !actions_.isMainWindowShown || actions_.isMainWindowShown();
+    preferences_->setText(L("Menu_Preferences"));
     showHide_->setText(L(shown ? "hideMain" : "showMain"));
     quit_->setText(L("Menu_Quit"));
     tray_->setToolTip(L("Meun_App"));

@@ -22,6 +22,7 @@ public:
         std::function<void()> OnorOffCaptrueCamera;
         std::function<void()> screenshort;
         std::function<void()> showDoodleToolAction;
+        std::function<void()> settingAction;
         std::function<void()> showHomeMainWindow;
         std::function<void()> quit;
         // True while the main window is shown ("hideMain") rather than hidden ("showMain").
@@ -46,6 +47,7 @@ public:
     QSystemTrayIcon* trayIcon() const { return tray_; }
     // The five state items, in menu order.
     const QList<QAction*>& stateItems() const { return items_; }
+    QAction* preferencesItem() const { return preferences_; }
 
 public slots:
     void ChangeLoanguage();
@@ -59,6 +61,7 @@ private:
     QMenu* menu_ = nullptr;
     QList<QAction*> items_;
     QList<std::function<void()>> assigned_;
+    QAction* preferences_ = nullptr;
     QAction* showHide_ = nullptr;
     QAction* quit_ = nullptr;
 };

@@ -20,8 +20,8 @@ namespace fs = std::filesystem;
 // Lowest first. A file may include its own layer and the layers below it.
 // src/<layer>/ owns its nested folders; apps/ sits on top of them all.
 constexpr std::array<std::string_view, 13> kLayers = {
-    "core",      "encoder",    "engine",      "platform", "app", "widgets", "timing",
-    "overlays",  "selection",  "annotation",  "preferences", "stack", "cli",
+    "core",     "encoder",   "engine",     "platform",    "app",   "widgets", "timing",
+    "overlays", "selection", "annotation", "preferences", "stack", "cli",
 };
 constexpr int kApps = static_cast<int>(kLayers.size());
 const std::string kOrder = "core < encoder < engine < platform < app < widgets < timing < overlays < "

@@ -127,4 +127,45 @@ TEST(Hotkeys, ModifierTextsOfARecordedShortcut) {
     EXPECT_EQ(texts, "[⌘ ][⇧ ][Alt ][^ ][fn ][][][][][][]");
 }
 
+TEST(ShortcutRecording, AKeyWithAHeldModifierIsStoredForTheRowBeingRecorded) {
+    MemoryKeyValueStore store;
+    ShortcutRecorder r;
+    // Nothing is recorded before a row's set button is pressed.
+    r.flagsChanged(59);
+    EXPECT_FALSE(r.keyDown(40, "K", store));
+    EXPECT_FALSE(store.hasKey(S::EventStartOrStop));
+    // The drawing tools have no row; an unknown tag starts nothing.
+    EXPECT_FALSE(r.resetEventAction(0));
+    EXPECT_FALSE(r.resetEventAction(500));
+
+    ASSERT_TRUE(r.resetEventAction(100));
+    r.flagsChanged(59);
+    const auto write = r.keyDown(40, "K", store);
+    ASSERT_TRUE(write);
+    EXPECT_EQ(write->text, "^ K");
+    EXPECT_EQ(store.integerForKey(S::EventStartOrStop), 40);
+    EXPECT_EQ(store.stringForKey(S::EventStartOrStopChar), "^ K");
+
+    // Releasing the key forgets the modifier too: a second key needs it
+    // pressed again.
+    r.keyUp();
+    EXPECT_FALSE(r.keyDown(38, "J", store));
+    EXPECT_EQ(store.integerForKey(S::EventStartOrStop), 40);
+    // A modifier without a text (Caps Lock) does not count as held.
+    r.flagsChanged(57);
+    EXPECT_FALSE(r.keyDown(38, "J", store));
+
+    // Each row writes its own two keys.
+    const std::pair<int, std::string_view> rows[] = {
+        {200, S::EventResumeOrPause}, {300, S::EventOnOrOffCaptrue}, {400, S::EventScreenshot}};
+    for (const auto& [tag, key] : rows) {
+        r.resetEventAction(tag);
+        r.flagsChanged(58);
+        ASSERT_TRUE(r.keyDown(uint16_t(tag / 10), "X", store));
+        EXPECT_EQ(store.integerForKey(key), tag / 10);
+    }
+    EXPECT_EQ(store.stringForKey(S::EventScreenshotChar), "Alt X");
+    EXPECT_EQ(store.integerForKey(S::EventStartOrStop), 40);
+}
+
 } // namespace
