@@ -45,10 +45,13 @@ PreWatermarkWindowController::PreWatermarkWindowController(const QImage& waterma
     clipView_->setOverlayAlpha(0);
     clipView_->hideDecorations();
     clipView_->setWaterImage(watermarkImage);
-    clipView_->setFrameForContentView(initialPreviewBox(QSizeF(watermarkImage.size())));
+    const RectD box = initialPreviewBox(QSizeF(watermarkImage.size()));
+    clipView_->setFrameForContentView(box);
     // Already chosen, so the very first drag moves or resizes the box instead
-    // of being taken for the drawing of a new selection.
+    // of being taken for the drawing of a new selection; and a quick click on
+    // a box under the minimum size finds it again rather than an empty one.
     clipView_->model().clipState = kClipChosen;
+    clipView_->model().lastContentRect = box;
 
     cancelButton_ = new QPushButton(this);
     cancelButton_->setAutoDefault(false);

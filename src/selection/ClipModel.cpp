@@ -100,9 +100,12 @@ void ClipModel::resizeWithTouchPoint(PointD p) {
     if (waterImage_) {
         frame = keepAspect(frame);
         // Holding back only the axis that got too small would stretch the
-        // picture: a step that would take either side under the minimum is
-        // not taken at all.
-        if (ClipGeometry::preventTooSmall(frame, contentFrame, minimumSide()) != frame)
+        // picture: a step that shrinks either side under the minimum is not
+        // taken at all. A picture smaller than the minimum may still grow.
+        const double minimumFrame = minimumSide() + 2 * ClipGeometry::kBorderOutset;
+        const bool shrinksTooFar = (frame.width < minimumFrame && frame.width < contentFrame.width) ||
+                                   (frame.height < minimumFrame && frame.height < contentFrame.height);
+        if (shrinksTooFar)
             frame = contentFrame;
     } else {
         frame = ClipGeometry::preventTooSmall(frame, contentFrame, minimumSide());

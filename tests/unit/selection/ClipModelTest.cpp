@@ -202,6 +202,12 @@ TEST_F(ClipModelTest, WaterImageStopsAtTheMinimumWithoutStretching) {
     EXPECT_GE(m.contentRect.height, 20);
     EXPECT_LT(m.contentRect.height, 21);
     EXPECT_DOUBLE_EQ(m.contentRect.width / m.contentRect.height, 4);
+
+    // A picture under the minimum still grows.
+    m.setFrameForContentView({100, 100, 16, 4});
+    m.mouseDown({116, 102}, 1, 1.0); // right middle
+    m.mouseDragged({124, 102});
+    EXPECT_EQ(m.contentRect, (RectD{100, 99, 24, 6}));
 }
 
 TEST_F(ClipModelTest, WindowModeIgnoresDragsAndStartsOnRelease) {
