@@ -97,9 +97,19 @@ void ClipModel::resizeWithTouchPoint(PointD p) {
     const double dy = m.ySize * (p.y - startPoint.y);
     RectD frame{contentFrame.x - m.xOrigin * dx, contentFrame.y - m.yOrigin * dy, contentFrame.width + dx,
                 contentFrame.height + dy};
-    if (waterImage_)
+    if (waterImage_) {
         frame = keepAspect(frame);
-    frame = ClipGeometry::preventTooSmall(frame, contentFrame, minimumSide());
+        // Holding back only the axis that got too small would stretch the
+        // picture: a step that shrinks either side under the minimum is not
+        // taken at all. A picture smaller than the minimum may still grow.
+        const double minimumFrame = minimumSide() + 2 * ClipGeometry::kBorderOutset;
+        const bool shrinksTooFar = (frame.width < minimumFrame && frame.width < contentFrame.width) ||
+                                   (frame.height < minimumFrame && frame.height < contentFrame.height);
+        if (shrinksTooFar)
+            frame = contentFrame;
+    } else {
+        frame = ClipGeometry::preventTooSmall(frame, contentFrame, minimumSide());
+    }
     resetFramesToThisOne(frame);
     startPoint = p;
 }
@@ -112,10 +122,13 @@ RectD ClipModel::keepAspect(const RectD& frame) const {
     const double ratio = waterImage_->width / waterImage_->height;
     const double outset = 2 * ClipGeometry::kBorderOutset;
     RectD r = frame;
+    // The bottom corners set the width and the height follows. The top and
+    // bottom handles set the height, the width follows and the box stays
+    // centred horizontally; the left and right handles (and the top corners,
+    // which share state 7) set the width, the height follows and the box
+    // stays centred vertically.
     switch (dragState) {
-    case 3:
     case 5:
-    case 6:
     case 8:
         r.height = (r.width - outset) / ratio + outset;
         break;
@@ -124,7 +137,9 @@ RectD ClipModel::keepAspect(const RectD& frame) const {
         r.width = (r.height - outset) * ratio + outset;
         r.x = contentRect.midX() - r.width / 2;
         break;
+    case 3:
     case 4:
+    case 6:
     case 7:
         r.height = (r.width - outset) / ratio + outset;
         r.y = contentRect.midY() - r.height / 2;

@@ -107,6 +107,7 @@ void RVClipView::setWaterImage(const QImage& image) {
         model_.setWaterImageSize(std::nullopt);
     else
         model_.setWaterImageSize(SizeD{double(image.width()), double(image.height())});
+    update();
 }
 
 void RVClipView::showClipViewWithFrame(const RectD& rect, bool withToolbar) {
@@ -238,19 +239,31 @@ void RVClipView::cancelBtnAction() {
 
 void RVClipView::paintEvent(QPaintEvent*) {
     QPainter p(this);
-    if (!screenImage_.isNull())
-        p.drawImage(rect(), screenImage_);
-    else
-        p.fillRect(rect(), Qt::black);
-    QColor dim(Qt::black);
-    dim.setAlphaF(overlayAlpha_);
     const RectD& selection = model_.contentRect;
-    if (selection.width > 0 && selection.height > 0) {
-        QRegion outside(rect());
-        outside -= QRegion(toQt(selection).toRect());
-        p.setClipRegion(outside);
+    const bool hasSelection = selection.width > 0 && selection.height > 0;
+    // Without a frozen screen and without dimming the view is see-through:
+    // laid over another picture (the watermark preview), that picture shows.
+    const bool seeThrough = screenImage_.isNull() && overlayAlpha_ <= 0;
+    if (!seeThrough) {
+        if (!screenImage_.isNull())
+            p.drawImage(rect(), screenImage_);
+        else
+            p.fillRect(rect(), Qt::black);
+        QColor dim(Qt::black);
+        dim.setAlphaF(overlayAlpha_);
+        if (hasSelection) {
+            QRegion outside(rect());
+            outside -= QRegion(toQt(selection).toRect());
+            p.setClipRegion(outside);
+        }
+        p.fillRect(rect(), dim);
+        p.setClipping(false);
     }
-    p.fillRect(rect(), dim);
+    // The water image fills the selection, which keeps its aspect.
+    if (!waterImage_.isNull() && hasSelection) {
+        p.setRenderHint(QPainter::SmoothPixmapTransform);
+        p.drawImage(toQt(selection), waterImage_);
+    }
 }
 
 void RVClipView::mousePressEvent(QMouseEvent* event) {

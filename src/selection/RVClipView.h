@@ -45,12 +45,16 @@ public:
     // The frozen picture of the screen under the overlay (points-sized).
     void setScreenImage(const QImage& image);
     const QImage& screenImage() const { return screenImage_; }
+    // A picture drawn into the selection, which then keeps the picture's
+    // aspect while it is resized (the watermark preview).
     void setWaterImage(const QImage& image);
 
     // Shows `rect` (view coordinates) as the selection, with or without the toolbar.
     void showClipViewWithFrame(const RectD& rect, bool withToolbar);
     void setFrameForContentView(const RectD& rect);
     void setContentFrame(const RectD& borderFrame);
+    // The dimming outside the selection. 0 without a screen image leaves the
+    // whole view see-through instead of black.
     void setOverlayAlpha(float alpha);
     // The frozen picture inside the selection.
     QImage getCapturedImage() const;

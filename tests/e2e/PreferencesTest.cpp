@@ -7,6 +7,7 @@
 #include "preferences/PreferencesWindow.h"
 #include "preferences/ShortcutsTab.h"
 #include "preferences/WatermarkTab.h"
+#include "selection/RVClipView.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
@@ -15,13 +16,55 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTimer>
 
 namespace {
 
 void waitForStatus(const std::function<unsigned()>& status, unsigned wanted) {
     while (status() != wanted)
         QTest::qWait(20);
+}
+
+// The frame shown `seconds` into a recording, decoded by FFmpeg.
+QImage frameAt(const QString& path, double seconds) {
+    QTemporaryDir dir;
+    const QString png = dir.filePath("frame.png");
+    QProcess p;
+    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
+    p.waitForFinished(-1);
+    return QImage(png).convertToFormat(QImage::Format_RGB32);
+}
+
+bool isMagenta(QRgb c) {
+    return qRed(c) > 170 && qGreen(c) < 100 && qBlue(c) > 170;
+}
+
+// Where the watermark's pixels are in a frame: their bounding box and how
+// many lie outside `expected`.
+struct Found {
+    QRect box;
+    int inside = 0;
+    int outside = 0;
+};
+Found findMagenta(const QImage& frame, const QRect& expected) {
+    Found f;
+    for (int y = 0; y < frame.height(); ++y)
+        for (int x = 0; x < frame.width(); ++x)
+            if (isMagenta(frame.pixel(x, y))) {
+                f.box |= QRect(x, y, 1, 1);
+                (expected.contains(x, y) ? f.inside : f.outside)++;
+            }
+    return f;
+}
+
+// The watermark's rectangle in a frame, top-left origin.
+QRect expectedRect(QSize picture, bool timeKind, const WatermarkPlacement& placement, QSize frame) {
+    const WatermarkFrameRect r =
+        watermarkFrameRect(QSizeF(picture), timeKind, placement, frame.width(), frame.height());
+    return QRect(int(r.origin.x), int(frame.height() - r.origin.y - r.height), r.width, r.height);
 }
 
 } // namespace
@@ -128,6 +171,99 @@ TEST_F(Preferences, ARecordedShortcutStartsAndStopsFromAnotherWindow) {
     xdotool({"key", "4"});
     ASSERT_TRUE(QTest::qWaitFor([&] { return int(list().size()) == before + 1; }, 10000));
     EXPECT_TRUE(list()[0].toMap()["path"].toString().endsWith(".png"));
+}
+
+TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
+    PreferencesWindow& window = open();
+    window.tabs()->setCurrentIndex(PreferencesWindow::Watermark);
+    WatermarkTab& tab = *window.watermarkTab();
+    WatermarkTab::Choosers choosers;
+    choosers.font = [](const QFont&, QWidget*) { return std::optional(QFont("DejaVu Sans", 40, QFont::Bold)); };
+    choosers.color = [](const QColor&, QWidget*) { return std::optional(QColor(255, 0, 255)); };
+    choosers.picture = [](QWidget*) { return QString(); };
+    tab.setChoosers(choosers);
+    tab.kindButton(0)->click();
+    tab.textField()->setText("FRAMEDECK");
+    tab.fontButton()->click();
+    tab.colorButton()->click();
+    EXPECT_EQ(settings().integerForKey("Watermark_Type"), 0);
+    EXPECT_EQ(settings().stringForKey("Watermark_fontName"), "DejaVu Sans");
+    EXPECT_EQ(settings().doubleForKey("Watermark_pointSize"), 40);
+
+    // In the preview: move the box up and right, then widen it by its
+    // top-right corner, with the real pointer.
+    QRectF placed;
+    connect(&tab, &WatermarkTab::previewOpened, this, [&](QWidget* preview) {
+        QTimer::singleShot(0, preview, [&, preview] {
+            ASSERT_TRUE(QTest::qWaitForWindowExposed(preview));
+            auto* clip = preview->findChild<RVClipView*>();
+            ASSERT_NE(clip, nullptr);
+            const auto global = [clip](const RectD& r) {
+                const QRectF q = clip->toQt(r);
+                return QRectF(clip->mapToGlobal(q.topLeft()), q.size());
+            };
+            const auto drag = [](QPointF from, QPointF to) {
+                xdotool({"mousemove", QString::number(int(from.x())), QString::number(int(from.y())), "mousedown",
+                         "1"});
+                xdotool({"mousemove", QString::number(int((from.x() + to.x()) / 2)),
+                         QString::number(int((from.y() + to.y()) / 2))});
+                xdotool({"mousemove", QString::number(int(to.x())), QString::number(int(to.y())), "mouseup", "1"});
+            };
+            const QRectF box = global(clip->model().contentRect);
+            drag(box.center(), box.center() + QPointF(200, -120));
+            const QRectF frame = global(clip->model().contentFrame);
+            drag(frame.topRight() + QPointF(-2, 2), frame.topRight() + QPointF(58, 2));
+            placed = clip->toQt(clip->model().contentRect);
+            savePicture(preview, "preferences-watermark-preview");
+            for (QPushButton* b : preview->findChildren<QPushButton*>())
+                if (b->text() == L("Pre_Watermark_OK"))
+                    b->click();
+        });
+    });
+    tab.previewButton()->click();
+    const QImage picture = tab.prepareWatermarkImage();
+    ASSERT_FALSE(picture.isNull());
+    // The box grew and kept the text's proportions.
+    EXPECT_GT(placed.width(), picture.width() + 30);
+    EXPECT_NEAR(placed.height() / placed.width(), double(picture.height()) / picture.width(), 0.03);
+    const WatermarkPlacement placement = readWatermarkPlacement(settings());
+    EXPECT_GT(placement.scale, 1.05f);
+    EXPECT_GT(placement.centerX, 0.2f);
+    EXPECT_GT(placement.centerY, 0.2f);
+    window.close();
+
+    chooseKind(0);
+    const QString text = recordFor(2500);
+    const QImage frame = frameAt(text, 1.5);
+    ASSERT_FALSE(frame.isNull());
+    const QRect expected = expectedRect(picture.size(), false, placement, frame.size());
+    const Found found = findMagenta(frame, expected.adjusted(-3, -3, 3, 3));
+    frame.copy(expected.adjusted(-40, -40, 40, 40)).save(QString(FRAMEDECK_BINARY_DIR) +
+                                                         "/test-artifacts/app/watermark-in-frame.png");
+    EXPECT_GT(found.inside, 200) << "expected at " << expected.x() << "," << expected.y();
+    EXPECT_LT(found.outside, found.inside / 50);
+    // The text spans its picture: the pixels fill most of the stored size.
+    EXPECT_GT(found.box.width(), expected.width() * 7 / 10);
+    EXPECT_GT(found.box.height(), expected.height() * 4 / 10);
+
+    // The time kind: the same place, a new text every second.
+    open();
+    tab.timeButton()->click();
+    EXPECT_TRUE(settings().integerForKey("Watermark_Type") == 0);
+    window.close();
+    const QString timed = recordFor(3500);
+    const QImage first = frameAt(timed, 0.6);
+    const QImage later = frameAt(timed, 2.1);
+    const QRect area =
+        expectedRect(tab.prepareWatermarkImage().size(), true, placement, first.size()) & first.rect();
+    EXPECT_GT(findMagenta(first, area.adjusted(-6, -6, 6, 6)).inside, 200);
+    // A new seconds digit moves hundreds of pixels; the encoder's noise at
+    // the letters' edges a few.
+    int changed = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            changed += isMagenta(first.pixel(x, y)) != isMagenta(later.pixel(x, y));
+    EXPECT_GT(changed, 40) << "the time did not change";
 }
 
 int main(int argc, char** argv) {

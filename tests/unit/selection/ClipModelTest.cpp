@@ -164,10 +164,12 @@ TEST_F(ClipModelTest, ResizeStopsAtTheMinimum) {
 TEST_F(ClipModelTest, WaterImageKeepsItsAspect) {
     ClipModel m = chosen();
     m.setWaterImageSize(SizeD{200, 100});
-    m.mouseDown({400, 200}, 1, 1.0); // right middle: the height follows the width
+    m.mouseDown({400, 200}, 1, 1.0); // right middle: the height follows the width, centred
     m.mouseDragged({500, 200});
     EXPECT_EQ(m.contentRect.width, 400);
     EXPECT_EQ(m.contentRect.height, 200);
+    m.mouseDragged({300, 200});
+    EXPECT_EQ(m.contentRect, (RectD{100, 150, 200, 100}));
 
     m = chosen();
     m.setWaterImageSize(SizeD{200, 100});
@@ -184,6 +186,28 @@ TEST_F(ClipModelTest, WaterImageKeepsItsAspect) {
     EXPECT_EQ(m.contentRect.width, 350);
     EXPECT_EQ(m.contentRect.height, 175);
     EXPECT_EQ(m.contentRect.midY(), 200);
+}
+
+TEST_F(ClipModelTest, WaterImageStopsAtTheMinimumWithoutStretching) {
+    // A 4:1 picture: the height reaches 20 while the width is still 80.
+    ClipModel m = make(1);
+    m.setFrameForContentView({100, 100, 200, 50});
+    m.clipState = 3;
+    m.setWaterImageSize(SizeD{200, 50});
+    m.mouseDown({300, 125}, 1, 1.0); // right middle
+    m.mouseDragged({150, 125});      // one step to 50 x 12.5: not taken
+    EXPECT_EQ(m.contentRect, (RectD{100, 100, 200, 50}));
+    for (double x = 146; x >= 14; x -= 4) // 4 narrower each step
+        m.mouseDragged({x, 125});
+    EXPECT_GE(m.contentRect.height, 20);
+    EXPECT_LT(m.contentRect.height, 21);
+    EXPECT_DOUBLE_EQ(m.contentRect.width / m.contentRect.height, 4);
+
+    // A picture under the minimum still grows.
+    m.setFrameForContentView({100, 100, 16, 4});
+    m.mouseDown({116, 102}, 1, 1.0); // right middle
+    m.mouseDragged({124, 102});
+    EXPECT_EQ(m.contentRect, (RectD{100, 99, 24, 6}));
 }
 
 TEST_F(ClipModelTest, WindowModeIgnoresDragsAndStartsOnRelease) {
