@@ -15,6 +15,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
@@ -178,9 +179,15 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
     window.tabs()->setCurrentIndex(PreferencesWindow::Watermark);
     WatermarkTab& tab = *window.watermarkTab();
     WatermarkTab::Choosers choosers;
-    choosers.font = [](const QFont&, QWidget*) { return std::optional(QFont("DejaVu Sans", 40, QFont::Bold)); };
-    choosers.color = [](const QColor&, QWidget*) { return std::optional(QColor(255, 0, 255)); };
-    choosers.picture = [](QWidget*) { return QString(); };
+    choosers.font = [](const QFont&, QWidget*) {
+        return std::optional(QFont("DejaVu Sans", 40, QFont::Bold));
+    };
+    choosers.color = [](const QColor&, QWidget*) {
+        return std::optional(QColor(255, 0, 255));
+    };
+    choosers.picture = [](QWidget*) {
+        return QString();
+    };
     tab.setChoosers(choosers);
     tab.kindButton(0)->click();
     tab.textField()->setText("FRAMEDECK");
@@ -193,7 +200,7 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
     // In the preview: move the box up and right, then widen it by its
     // top-right corner, with the real pointer.
     QRectF placed;
-    connect(&tab, &WatermarkTab::previewOpened, this, [&](QWidget* preview) {
+    QObject::connect(&tab, &WatermarkTab::previewOpened, &tab, [&](QWidget* preview) {
         QTimer::singleShot(0, preview, [&, preview] {
             ASSERT_TRUE(QTest::qWaitForWindowExposed(preview));
             auto* clip = preview->findChild<RVClipView*>();
@@ -203,11 +210,12 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
                 return QRectF(clip->mapToGlobal(q.topLeft()), q.size());
             };
             const auto drag = [](QPointF from, QPointF to) {
-                xdotool({"mousemove", QString::number(int(from.x())), QString::number(int(from.y())), "mousedown",
-                         "1"});
+                xdotool({"mousemove", QString::number(int(from.x())), QString::number(int(from.y())),
+                         "mousedown", "1"});
                 xdotool({"mousemove", QString::number(int((from.x() + to.x()) / 2)),
                          QString::number(int((from.y() + to.y()) / 2))});
-                xdotool({"mousemove", QString::number(int(to.x())), QString::number(int(to.y())), "mouseup", "1"});
+                xdotool({"mousemove", QString::number(int(to.x())), QString::number(int(to.y())), "mouseup",
+                         "1"});
             };
             const QRectF box = global(clip->model().contentRect);
             drag(box.center(), box.center() + QPointF(200, -120));
@@ -238,8 +246,8 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
     ASSERT_FALSE(frame.isNull());
     const QRect expected = expectedRect(picture.size(), false, placement, frame.size());
     const Found found = findMagenta(frame, expected.adjusted(-3, -3, 3, 3));
-    frame.copy(expected.adjusted(-40, -40, 40, 40)).save(QString(FRAMEDECK_BINARY_DIR) +
-                                                         "/test-artifacts/app/watermark-in-frame.png");
+    frame.copy(expected.adjusted(-40, -40, 40, 40))
+        .save(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app/watermark-in-frame.png");
     EXPECT_GT(found.inside, 200) << "expected at " << expected.x() << "," << expected.y();
     EXPECT_LT(found.outside, found.inside / 50);
     // The text spans its picture: the pixels fill most of the stored size.
