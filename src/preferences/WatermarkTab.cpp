@@ -151,6 +151,8 @@ WatermarkTab::WatermarkTab(AppDelegate& app, WatermarkState& watermark, QWidget*
     connect(colorButton_, &QPushButton::clicked, this, &WatermarkTab::chooseColor);
     connect(pictureButton_, &QPushButton::clicked, this, &WatermarkTab::choosePicture);
     connect(previewButton_, &QPushButton::clicked, this, &WatermarkTab::showPreview);
+    // Enter or leaving the field shows the new text in recordings at once.
+    connect(textField_, &QLineEdit::editingFinished, this, [this] { prepareWatermarkImage(); });
 }
 
 QRadioButton* WatermarkTab::kindButton(unsigned watermarkType) const {
@@ -216,8 +218,11 @@ void WatermarkTab::choosePicture() {
 QImage WatermarkTab::prepareWatermarkImage() {
     WatermarkModel model = watermark_.snapshot().model;
     if (model.isTimeTextWatermark) {
-        model.watermarkImage = model.saveImageWithText(currentTimeText(model.timeFramStyle()));
-    } else if (model.watermarkType == kTextKind) {
+        // Frames render the time themselves; the kept picture stays what the
+        // text or picture kind shows once the time is switched off again.
+        return model.saveImageWithText(currentTimeText(model.timeFramStyle()));
+    }
+    if (model.watermarkType == kTextKind) {
         model.watermarkTextString = textField_->text();
         app_.watermarkTextString = model.watermarkTextString;
         model.watermarkImage = model.saveImageWithText(model.watermarkTextString);

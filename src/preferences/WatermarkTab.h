@@ -27,9 +27,9 @@ public:
     void reload() override;
     void ChangeLoanguage() override;
 
-    // Brings the watermark's picture up to date with the controls: for the
-    // time kind the current time in the chosen format, for the text kind
-    // the field's text. Returns the picture.
+    // Brings the watermark's picture up to date with the controls (the text
+    // kind: the field's text) and returns what a frame would show now (the
+    // time kind: the current time in the chosen format).
     QImage prepareWatermarkImage();
 
     // Runs the placement preview over the current picture (modal).
