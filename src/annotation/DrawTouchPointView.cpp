@@ -51,6 +51,9 @@ void DrawTouchPointView::setCanDrawLine(bool canDrawLine) {
 }
 
 void DrawTouchPointView::addText(QPointF viewPoint) {
+    // Only the newest item is ever finished: a field left open under a new
+    // one would stay a field for good.
+    finishPendingText();
     auto field = std::make_shared<CanvasTextField>(this, toQt(viewPoint), font_, pen_.lineColor);
     history_.append({nullptr, std::move(field)});
     currentStroke = nullptr;
@@ -117,10 +120,8 @@ void DrawTouchPointView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     touchupCurrentPoint_ = point;
-    if (pen_.doodleType == static_cast<int>(DoodleType::Text)) {
-        finishPendingText();
-        addText(point);
-    }
+    if (pen_.doodleType == static_cast<int>(DoodleType::Text))
+        addText(point); // finishes the field typed before it first
 }
 
 void DrawTouchPointView::mouseMoveEvent(QMouseEvent* event) {

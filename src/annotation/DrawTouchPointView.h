@@ -37,12 +37,15 @@ public:
     void eraseSreen() { setIsEarse(true); }
     void setStrokeColor(const QColor& color);
     void setStrokeWidth(double width);
+    // The font of new texts (and of the one being typed). It hides
+    // QWidget::setFont on purpose: the canvas itself shows no text of its own.
     void setFont(const QFont& font);
     // False lets the pointer through without drawing (texts still open).
     void setCanDrawLine(bool canDrawLine);
 
     // Opens a text field at `viewPoint` (view coordinates, y up) in the
-    // canvas's font and colour and appends it to the history.
+    // canvas's font and colour and appends it to the history, after
+    // finishing the one being typed (dropped when empty).
     void addText(QPointF viewPoint);
 
     void revokeScreen();     // undo
