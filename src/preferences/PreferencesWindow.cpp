@@ -9,6 +9,7 @@
 #include <QCloseEvent>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -36,6 +37,9 @@ PreferencesWindow::PreferencesWindow(AppDelegate& app, WatermarkState& watermark
     addTab(new CameraTab(app, this));
     connect(&LanguageNotifier::instance(), &LanguageNotifier::ChangeLanguageNotification, this,
             &PreferencesWindow::ChangeLoanguage);
+    // Escape closes, as it does any dialog (a shortcut being recorded takes
+    // its keys first).
+    connect(new QShortcut(QKeySequence::Cancel, this), &QShortcut::activated, this, &QWidget::close);
     ChangeLoanguage();
     resize(sizeHint().expandedTo({520, 400}));
 }
