@@ -73,6 +73,7 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app)
         return window_->isVisible() && window_->windowOpacity() >= 1.0;
     };
     tray_ = std::make_unique<StatusItem>(app_.settings(), actions);
+    window_->installEventFilter(this);
     connectWindow();
     refreshDisplays();
     refreshCameras();
@@ -459,8 +460,16 @@ void FrameDeckApp::enterFileListAction() {
     fileList_->activateWindow();
 }
 
+bool FrameDeckApp::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == window_.get() && event->type() == QEvent::Close &&
+        !QSystemTrayIcon::isSystemTrayAvailable())
+        QMetaObject::invokeMethod(this, &FrameDeckApp::quit, Qt::QueuedConnection);
+    return QObject::eventFilter(watched, event);
+}
+
 void FrameDeckApp::quit() {
     EMLog::showMessage("%s %d", __func__, __LINE__);
+    quitting_ = true;
     if (stack_->recordManager().status != RecordingStatus::Idle)
         app_.recordScreenClicked();
     stack_->recordManager().captrueVideoInputEnable(false);

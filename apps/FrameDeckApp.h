@@ -47,10 +47,16 @@ public:
     void enterFileListAction();
     // The quit routine: stop a recording, remove our audio devices, leave.
     void quit();
+    bool isQuitting() const { return quitting_; }
     // Shows the main window if hidden, hides it if shown.
     void showHomeMainWindow();
     // Brings the main window back (a second start of the application).
     void showMainWindow();
+
+protected:
+    // The main window closing: with a tray icon FrameDeck stays in the tray;
+    // without one there is no way back, so it quits.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildEngine();
@@ -79,6 +85,7 @@ private:
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     std::unique_ptr<PreferencesWindow> preferences_;
     QTimer progressTimer_;
+    bool quitting_ = false;
     // Desktop-wide key presses for the hotkeys; started at launch.
     x11input::KeyListener keyListener_;
 };

@@ -103,9 +103,9 @@ int main(int argc, char** argv) {
     if (QScreen* screen = QGuiApplication::primaryScreen())
         window.move(screen->availableGeometry().center() - window.rect().center());
     frameDeck.show();
-    // Closing the last window ends the application, through the quit routine.
+    // Only the main window's close button (with no tray icon to come back
+    // from) or the Quit item end the application; FrameDeckApp decides.
     QApplication::setQuitOnLastWindowClosed(false);
-    QObject::connect(&application, &QApplication::lastWindowClosed, &frameDeck, &FrameDeckApp::quit);
     QObject::connect(&instance, &SingleInstance::requestReceived, &frameDeck,
                      [&frameDeck](const QString& request) {
                          if (request == "toggle")

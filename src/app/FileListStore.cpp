@@ -199,8 +199,9 @@ bool writeList(const QString& path, const QVariantList& records) {
                         QString::fromLocal8Bit(std::strerror(writeErrno ? writeErrno : errno)));
         return false;
     }
+    // rename() replaces the old list in one step: until it succeeds the old
+    // list stays whole, and a crash leaves one list or the other.
     const QByteArray target = path.toLocal8Bit();
-    ::unlink(target.constData());
     if (::rename(temp.constData(), target.constData()) != 0) {
         const int err = errno;
         ::unlink(temp.constData());

@@ -148,6 +148,9 @@ void FileListWindowController::deletedBtnAction() {
     if (!validRow(row))
         return;
     const QString path = tableContents[row].toMap().value("path").toString();
+    // From the list as it is on disk now: a recording or screenshot the
+    // command line added since this window read it must stay.
+    tableContents = FileListStore::readList(AppDelegate::plistPath());
     // Only one record goes: the last one in the list with that path.
     for (qsizetype i = tableContents.size() - 1; i >= 0; --i) {
         if (tableContents[i].toMap().value("path").toString() == path) {

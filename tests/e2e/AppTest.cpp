@@ -23,6 +23,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
+#include <QSystemTrayIcon>
 #include <QTest>
 #include <QToolButton>
 #include <gtest/gtest.h>
@@ -211,6 +212,22 @@ TEST_F(App, DigitKeysStartPauseAndStopAFullScreenRecording) {
     settle(500);
     EXPECT_EQ(status(), 0u);
     frameDeck->timedDialog()->reject();
+}
+
+TEST_F(App, ClosingTheListWhileTheMainWindowIsHiddenKeepsFrameDeckRunning) {
+    frameDeck->showHomeMainWindow(); // hidden, as from the tray
+    ASSERT_FALSE(frameDeck->mainWindow().isVisible());
+    frameDeck->enterFileListAction();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(frameDeck->fileListWindow()));
+    frameDeck->fileListWindow()->close();
+    settle(200);
+    EXPECT_FALSE(frameDeck->isQuitting());
+    // The main window's own close button, with no tray to come back from
+    // (the test desktop has none), does end the application.
+    frameDeck->showHomeMainWindow();
+    frameDeck->mainWindow().close();
+    settle(200);
+    EXPECT_EQ(frameDeck->isQuitting(), !QSystemTrayIcon::isSystemTrayAvailable());
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {

@@ -80,6 +80,20 @@ TEST_F(FileListWindow, DeleteRemovesTheLastMatchingRecordAndTheFile) {
     EXPECT_EQ(window.tableView->selectedRow(), -1);
 }
 
+TEST_F(FileListWindow, DeletingKeepsRecordsAddedSinceTheWindowReadTheList) {
+    const QString a = makeFile("a.mov");
+    FileListStore::addRecord(list, FileListStore::recordingRecord(a, 1, 10, {}, true));
+    FileListWindowController window;
+    // `framedeck screenshot` adds a picture while the window is open.
+    FileListStore::addRecord(list, FileListStore::screenshotRecord(makeFile("c.png"), 1, {}));
+    window.tableView->selectRow(0);
+    window.deletedBtnAction();
+    const QVariantList stored = FileListStore::readList(list);
+    ASSERT_EQ(stored.size(), 1);
+    EXPECT_TRUE(stored[0].toMap()["path"].toString().endsWith("c.png"));
+    EXPECT_EQ(window.tableView->rowCount(), 1);
+}
+
 TEST_F(FileListWindow, OpeningRevealingAndMissingFiles) {
     const QString present = makeFile("here.mp4");
     FileListStore::addRecord(list, FileListStore::recordingRecord(home.path() + "/gone.mov", 1, 1, {}, true));
