@@ -17,6 +17,7 @@
 #include "widgets/StatusItem.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSystemTrayIcon>
@@ -177,6 +178,16 @@ void FrameDeckApp::buildEngine() {
     };
     events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
         EMLog::showMessage("%s capture failed: %s", captureSourceName(kind), message.c_str());
+    };
+    events.outputFailed = [this](const std::string& outputPath) {
+        // Stopped through the user's own stop, so that what was written is
+        // finished and listed; then the user hears why.
+        const QString path = QString::fromStdString(outputPath);
+        const bool started = QFileInfo::exists(path);
+        if (stack_->recordManager().status != RecordingStatus::Idle)
+            app_.recordScreenClicked();
+        showModalAlert(window_.get(),
+                       LF(started ? "Alert_Output_Failed" : "Alert_Output_NotWritable", {path}));
     };
     stack_->setHost(events);
     // The stored audio kind, unless it wants a microphone that is not there.

@@ -12,6 +12,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,6 +51,8 @@ int main(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "record") == 0)
         return runRecordCommand(argc - 1, argv + 1);
 
+    // A file-size limit is a failed write the recording reports, not a kill.
+    std::signal(SIGXFSZ, SIG_IGN);
     int quitAfterSeconds = 0;
     bool toggleMainWindow = false;
     for (int i = 1; i < argc; ++i) {

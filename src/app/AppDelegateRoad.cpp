@@ -9,6 +9,8 @@
 #include "engine/audio/AudioDeviceRules.h"
 #include "engine/controller/RVRecordManager.h"
 
+#include <QFileInfo>
+
 namespace S = SettingsKeys;
 
 RecordRequest AppDelegate::currentRequest() const {
@@ -151,9 +153,11 @@ void AppDelegate::stopRoad() {
         static_cast<SplitType>(store_->integerForKey(S::SplitType)) == SplitType::ByTime
             ? recordManager->encodeManager().splitTime
             : 0;
-    FileListStore::addRecords(
-        plistPath(), FileListStore::recordingRecords(outputPath, fileDuration, fileSize, splitSeconds,
-                                                     QDateTime::currentDateTime(), isVideo));
+    // A recording whose file could not even be made leaves nothing to list.
+    if (QFileInfo::exists(outputPath))
+        FileListStore::addRecords(
+            plistPath(), FileListStore::recordingRecords(outputPath, fileDuration, fileSize, splitSeconds,
+                                                         QDateTime::currentDateTime(), isVideo));
     recordManager->stopRecording();
     if (isAutoStopOnce) {
         store_->setBool(S::IsAutoStop, false);

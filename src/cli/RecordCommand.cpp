@@ -33,6 +33,9 @@ constexpr int kExitUsage = 2;
 constexpr int kExitNoDisplay = 3;
 constexpr int kExitNoSound = 4;
 constexpr int kExitOutput = 5;
+// The output stopped taking data mid-recording (full disk, folder or file
+// gone); the file holds what was recorded until then.
+constexpr int kExitWriteFailed = 6;
 // The loop wakes this often to run posted work and check the length; the
 // display refresh still runs once a second.
 constexpr std::chrono::milliseconds kTick{50};
@@ -165,10 +168,14 @@ void printRecordUsage(std::FILE* out) {
                       "               otherwise record until SIGINT or SIGTERM. SIGUSR1 pauses and resumes.\n"
                       "  Prints the path of every file written, one per line.\n"
                       "  Exit status: 0 done, 1 recording failed, 2 bad flags, 3 no display,\n"
-                      "  4 no sound server, 5 output not writable.\n");
+                      "  4 no sound server, 5 output not writable, 6 the output stopped taking data\n"
+                      "  while recording (disk full, folder or file gone; what was recorded is kept).\n");
 }
 
 int runRecordCommand(int argc, char** argv) {
+    // A file-size limit (ulimit -f) is a write that fails, not a reason to be
+    // killed with the file half written.
+    std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> args(argv + 1, argv + argc);
     std::string error;
     auto options = parseRecordOptions(args, error);
@@ -265,6 +272,10 @@ int runRecordCommand(int argc, char** argv) {
         std::fprintf(stderr, "framedeck record: %s capture stopped: %s; recording goes on\n",
                      captureSourceName(kind), message.c_str());
     };
+    bool outputFailed = false;
+    events.outputFailed = [&outputFailed](const std::string&) {
+        outputFailed = true;
+    };
     stack.setHost(events);
 
     manager.configure(request);
@@ -303,7 +314,7 @@ int runRecordCommand(int argc, char** argv) {
     for (;;) {
         const int signal = signalMask.wait(kTick);
         mainQueue.run();
-        if (signal == SIGINT || signal == SIGTERM)
+        if (signal == SIGINT || signal == SIGTERM || outputFailed)
             break;
         if (signal == SIGUSR1) {
             if (manager.status == RecordingStatus::Paused)
@@ -341,5 +352,13 @@ int runRecordCommand(int argc, char** argv) {
     for (const QString& file : files)
         std::printf("%s\n", qPrintable(file));
     std::fflush(stdout);
+    if (outputFailed) {
+        std::fprintf(stderr,
+                     "framedeck record: %s could not be written any more (the disk is full, or the folder or "
+                     "the file is gone); the recording stopped after %.1f s and the file keeps what was "
+                     "recorded until then\n",
+                     request.outputPath.c_str(), duration);
+        return kExitWriteFailed;
+    }
     return 0;
 }

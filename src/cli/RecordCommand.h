@@ -15,7 +15,8 @@
 //       return runRecordCommand(argc - 1, argv + 1);
 // Prints the path of each file written on stdout, one per line, and nothing
 // else there; messages go to stderr. Exit status: 0 done, 1 the recording
-// failed, 2 bad flags, 3 no display, 4 no sound server, 5 output not writable.
+// failed, 2 bad flags, 3 no display, 4 no sound server, 5 output not writable,
+// 6 the output stopped taking data while recording (what was written is kept).
 // Main thread; blocks until the recording ends.
 int runRecordCommand(int argc, char** argv);
 

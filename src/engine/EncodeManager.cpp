@@ -96,16 +96,25 @@ void EncodeManager::setSplit() {
         EMLog::showMessage("设置大小分段失败，%s:line:%d", __func__, __LINE__);
 }
 
-void EncodeManager::startEncoderEncode() {
+bool EncodeManager::startEncoderEncode() {
     setSplit();
+    outputFailureReported_ = false;
     const int32_t ret = apiEncoderEncode(handle);
     if (ret >= 0) {
         nTotalAudiosize = 0;
         isWorking = true;
         EMLog::showMessage("====开始编码");
-    } else {
-        EMLog::showMessage("错误码:%d ->描述：开始编码失败", ret);
+        return true;
     }
+    EMLog::showMessage("错误码:%d ->描述：开始编码失败", ret);
+    return false;
+}
+
+void EncodeManager::checkPush(int32_t ret) {
+    // Only a write failure ends a recording; a refused or dropped push is the
+    // library's business and the next one may well go through.
+    if (ret == ME_ERR_IO && !outputFailureReported_.exchange(true) && outputFailed)
+        outputFailed();
 }
 
 void EncodeManager::encoderPushVideo(const EncoderVideoFrame* frame, double pts) {
@@ -113,8 +122,10 @@ void EncodeManager::encoderPushVideo(const EncoderVideoFrame* frame, double pts)
     if (!isWorking || !h)
         return;
     const int32_t ret = apiEncoderPushVideo(h, frame, static_cast<int64_t>(pts));
-    if (ret < 0)
+    if (ret < 0) {
         EMLog::showMessage("错误码:%d ->描述：送入视频数据失败", ret);
+        checkPush(ret);
+    }
 }
 
 void EncodeManager::encoderPushAudio(const AudioSampleBuffer& buffer) {
@@ -158,8 +169,10 @@ void EncodeManager::encoderPushAudio(const AudioSampleBuffer& buffer) {
     record->data = reinterpret_cast<const uint8_t*>(output.get());
     record->dataLength = static_cast<uint32_t>(length);
     const int32_t ret = apiEncoderPushAudio(h, record.get());
-    if (ret < 0)
+    if (ret < 0) {
         EMLog::showMessage("错误码:%d ->描述：送入音频数据失败", ret);
+        checkPush(ret);
+    }
     nTotalAudiosize += static_cast<int32_t>(length);
 }
 

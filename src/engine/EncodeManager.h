@@ -59,7 +59,8 @@ public:
     void setUpAudioSettings();
     void setSplit();
     // Main thread: setSplit(), then starts encoding; isWorking on success.
-    void startEncoderEncode();
+    // False when the library refused to start (the output cannot be made).
+    bool startEncoderEncode();
 
     // Screen / camera output queue. `frame` is built and freed by the caller;
     // `pts` is the frame's time in milliseconds.
@@ -95,6 +96,15 @@ public:
     // countRecordedDuration(). Absent means "not audio only".
     std::function<RecordVideoType()> recordVideoTypeProvider;
 
+    // Set by the recording controller before a recording starts. Called once
+    // per recording, on the thread whose push failed, when the library says
+    // the output cannot be written any more (a full disk, the folder or the
+    // file gone): the file holds what was written until then, and the
+    // recording has to stop.
+    std::function<void()> outputFailed;
+
 private:
+    void checkPush(int32_t ret);
+    std::atomic<bool> outputFailureReported_{false};
     KeyValueStore& settings_;
 };

@@ -22,11 +22,14 @@
 #include <QMenu>
 #include <QProcess>
 #include <QPushButton>
+#include <QRandomGenerator>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTest>
 #include <QToolButton>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
     chooseKind(0);
@@ -228,6 +231,33 @@ TEST_F(App, ClosingTheListWhileTheMainWindowIsHiddenKeepsFrameDeckRunning) {
     frameDeck->mainWindow().close();
     settle(200);
     EXPECT_EQ(frameDeck->isQuitting(), !QSystemTrayIcon::isSystemTrayAvailable());
+}
+
+TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
+    // Writes past 200 KB fail, as on a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit saved{};
+    getrlimit(RLIMIT_FSIZE, &saved);
+    rlimit small = saved;
+    small.rlim_cur = 200 * 1024;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    chooseKind(0);
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    // Something moving, so the file grows.
+    XWindows moving({"100,100,300,200,FdMoving,Moving,33aa66"});
+    ASSERT_EQ(moving.ids.size(), 1u);
+    while (status() != 0)
+        xdotool({"windowmove", QString::number(moving.ids[0]),
+                 QString::number(100 + QRandomGenerator::global()->bounded(800)),
+                 QString::number(100 + QRandomGenerator::global()->bounded(600))});
+    setrlimit(RLIMIT_FSIZE, &saved);
+    const QString path = app->outputPath;
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_EQ(alerts[0], LF("Alert_Output_Failed", {path}));
+    EXPECT_TRUE(probe(path).contains("video")) << "the file does not play";
+    ASSERT_EQ(list().size(), 1);
+    EXPECT_EQ(list()[0].toMap()["path"], path);
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {

@@ -183,7 +183,17 @@ void RVRecordManager::startRecording() {
             session.setUpVideoSettings();
     }
     session.setOutputPath(outputPath);
-    session.startEncoderEncode();
+    // Told on the main thread, after the start has finished, so that whoever
+    // stops the recording stops one that has properly begun.
+    const auto reportOutputFailed = [this, outputPath] {
+        post([this, outputPath] {
+            if (status != RecordingStatus::Idle && host_.outputFailed)
+                host_.outputFailed(outputPath);
+        });
+    };
+    session.outputFailed = reportOutputFailed;
+    if (!session.startEncoderEncode())
+        reportOutputFailed();
     if (host_.recordingStarted)
         host_.recordingStarted();
     setStatus(RecordingStatus::Recording);

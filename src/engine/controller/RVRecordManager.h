@@ -71,6 +71,11 @@ struct RVRecordHost {
     std::function<void(CaptureSourceKind kind)> sourceStarted;
     std::function<void(CaptureSourceKind kind)> sourceStopped;
     std::function<void(CaptureSourceKind kind, const std::string& message)> sourceFailed;
+    // The output file cannot be written (a full disk, an unwritable or
+    // vanished folder, the file deleted): the recording must be stopped, and
+    // `outputPath` holds what was written until then (nothing, when it
+    // failed at the start). Main thread, once per recording.
+    std::function<void(const std::string& outputPath)> outputFailed;
 };
 
 // What the audio-device routing offers the controller. Empty hooks: no

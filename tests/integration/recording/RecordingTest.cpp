@@ -257,6 +257,31 @@ TEST_F(Recording, BadRequestsFailWithTheirOwnStatusAndNoOutput) {
     }
 }
 
+TEST_F(Recording, AFullDiskStopsTheRecordingAndKeepsWhatWasWritten) {
+    // The disk "fills" at 150 KB (dash counts 512-byte blocks): a file-size limit makes writes past it
+    // fail as ENOSPC would (and needs no mount).
+    const std::string out = path("full.mp4");
+    std::string command = "ulimit -f 300; exec";
+    for (const std::string& arg :
+         {kTool, std::string("record"), std::string("--audio"), std::string("system"),
+          std::string("--seconds"), std::string("60"), std::string("--output"), out})
+        command += " " + probe::quote(arg);
+    log = path("full.log");
+    probe::Child recorder({"/bin/sh", "-c", command}, {}, log);
+    auto tone = playTone("");
+    std::string printed;
+    EXPECT_EQ(recorder.wait(&printed), 6) << readLog(log);
+    EXPECT_EQ(printed, out + "\n");
+    EXPECT_NE(readLog(log).find("could not be written any more"), std::string::npos) << readLog(log);
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video")) << "the file does not play";
+    EXPECT_GT(media.stream("video")->duration, 1.0);
+    EXPECT_LT(media.stream("video")->duration, 55.0) << "it did not stop at the fault";
+    // Listed like any recording.
+    const std::string list = readLog(env("HOME") + "/.cache/org.framedeck.FrameDeck/filelist.plist");
+    EXPECT_NE(list.find(out), std::string::npos);
+}
+
 TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
     int status = 0;
     const std::string module =
