@@ -183,11 +183,14 @@ void FrameDeckApp::buildEngine() {
         // Stopped through the user's own stop, so that what was written is
         // finished and listed; then the user hears why.
         const QString path = QString::fromStdString(outputPath);
-        const bool started = QFileInfo::exists(path);
+        const bool recorded = stack_->recordManager().encodeManager().isWorking;
+        const bool kept = QFileInfo::exists(path);
         if (stack_->recordManager().status != RecordingStatus::Idle)
             app_.recordScreenClicked();
-        showModalAlert(window_.get(),
-                       LF(started ? "Alert_Output_Failed" : "Alert_Output_NotWritable", {path}));
+        const char* message = !recorded ? "Alert_Output_NotWritable"
+                              : kept    ? "Alert_Output_Failed"
+                                        : "Alert_Output_Removed";
+        showModalAlert(window_.get(), LF(message, {path}));
     };
     stack_->setHost(events);
     // The stored audio kind, unless it wants a microphone that is not there.

@@ -337,6 +337,8 @@ int runRecordCommand(int argc, char** argv) {
     mainQueue.run();
 
     const QStringList files = FileListStore::recordingParts(QString::fromStdString(request.outputPath));
+    if (files.empty() && outputFailed)
+        return fail(kExitWriteFailed, request.outputPath + " or its folder was deleted while recording");
     if (files.empty())
         return fail(kExitFailed, "nothing was written to " + request.outputPath);
     // The file list gets the records a stop in the main window adds.

@@ -113,7 +113,12 @@ bool EncodeManager::startEncoderEncode() {
 void EncodeManager::checkPush(int32_t ret) {
     // Only a write failure ends a recording; a refused or dropped push is the
     // library's business and the next one may well go through.
-    if (ret == ME_ERR_IO && !outputFailureReported_.exchange(true) && outputFailed)
+    if (ret == ME_ERR_IO)
+        reportOutputFailure();
+}
+
+void EncodeManager::reportOutputFailure() {
+    if (!outputFailureReported_.exchange(true) && outputFailed)
         outputFailed();
 }
 

@@ -102,6 +102,8 @@ public:
     // file gone): the file holds what was written until then, and the
     // recording has to stop.
     std::function<void()> outputFailed;
+    // Any thread: calls outputFailed unless this recording already did.
+    void reportOutputFailure();
 
 private:
     void checkPush(int32_t ret);

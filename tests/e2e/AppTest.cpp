@@ -260,6 +260,18 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
     EXPECT_EQ(list()[0].toMap()["path"], path);
 }
 
+TEST_F(App, DeletingTheFileWhileRecordingStopsWithAnAlert) {
+    chooseKind(0);
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    QTest::qWait(500);
+    ASSERT_TRUE(QFile::remove(app->outputPath));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 5000));
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_EQ(alerts[0], LF("Alert_Output_Removed", {app->outputPath}));
+    EXPECT_TRUE(list().isEmpty()) << "a file that is gone is not listed";
+}
+
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
     chooseKind(0);
     frameDeck->mainWindow().recordButton()->click();

@@ -5,6 +5,7 @@
 #include "engine/EncodeManager.h"
 #include "engine/controller/RecordingRules.h"
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -266,6 +267,13 @@ void RVRecordManager::timerDurationTimeOut() {
     progress.bytes = session.filesize();
     if (host_.clockTick)
         host_.clockTick(progress);
+    // Writes into a file whose name was deleted (or whose folder was) still
+    // succeed, into a file nobody can reach: stop rather than record on into
+    // nothing.
+    std::error_code error;
+    if (session.isWorking && !request_.outputPath.empty() &&
+        !std::filesystem::exists(request_.outputPath, error))
+        session.reportOutputFailure();
 }
 
 void RVRecordManager::switchRecordType(RecordAudioType type) {
