@@ -233,6 +233,12 @@ void FrameDeckApp::connectWindow() {
         if (kind == 3)
             refreshCameras();
     });
+    // The display pop-up: which screen a full-screen recording takes.
+    connect(w, &MainWindow::screenItemChange, this, [this](int index) { displayIndex_ = index; });
+    // Screens plugged in or out (or monitors redefined) change the pop-up.
+    connect(qApp, &QGuiApplication::screenAdded, this, &FrameDeckApp::refreshDisplays, Qt::QueuedConnection);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &FrameDeckApp::refreshDisplays,
+            Qt::QueuedConnection);
     connect(w, &MainWindow::frameChangeAction, this, [this](int i) { app_.frameChangeAction(i); });
     connect(w, &MainWindow::fpsChangeAction, this, [this](int i) { app_.fpsChangeAction(i); });
     connect(w, &MainWindow::videoTypeChangeAction, this, [this](int i) { app_.videoTypeChangeAction(i); });
@@ -273,6 +279,7 @@ void FrameDeckApp::connectWindow() {
         SelectionSession::Options options;
         options.recordVideoType = app_.recordVideoType;
         options.isShowReverseTime = app_.isShowReverseTime;
+        options.fullScreenIndex = displayIndex_;
         selection_->setOptions(options);
         stack_->recordManager().startRecordScreen();
         selection_->readyToRecordScreen(0);
@@ -459,7 +466,9 @@ void FrameDeckApp::refreshDisplays() {
     QStringList names;
     for (const RVScreen& screen : stack_->captureFactory().screens())
         names << QString::fromStdString(screen.name);
-    window_->setDisplayNames(names, 0);
+    // The main screen is chosen until the user picks another.
+    displayIndex_ = 0;
+    window_->setDisplayNames(names, displayIndex_);
 }
 
 void FrameDeckApp::enterFileListAction() {

@@ -86,6 +86,8 @@ private:
     std::unique_ptr<PreferencesWindow> preferences_;
     QTimer progressTimer_;
     bool quitting_ = false;
+    // The display pop-up's choice: index into the capture factory's screens.
+    int displayIndex_ = 0;
     // Desktop-wide key presses for the hotkeys; started at launch.
     x11input::KeyListener keyListener_;
 };

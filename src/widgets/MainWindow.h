@@ -41,6 +41,7 @@ public:
     QPushButton* pauseButton() const { return pauseButton_; }
     QToolButton* modeButton(int kind) const;
     QComboBox* systemAudioBox() const { return systemAudioBox_; }
+    QComboBox* displayBox() const { return displayBox_; }
     QComboBox* micphoneBox() const { return micphoneBox_; }
     QMenu* startSetsMenu() const { return startMenu_; }
     // The tool row: 0 duration limit, 1 auto split, 2 screenshot, 3 settings,

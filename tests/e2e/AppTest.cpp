@@ -17,6 +17,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QMenu>
@@ -270,6 +271,24 @@ TEST_F(App, DeletingTheFileWhileRecordingStopsWithAnAlert) {
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts[0], LF("Alert_Output_Removed", {app->outputPath}));
     EXPECT_TRUE(list().isEmpty()) << "a file that is gone is not listed";
+}
+
+TEST_F(App, TheDisplayPopUpChoosesTheScreenOfAFullScreenRecording) {
+    TwoMonitors monitors;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->mainWindow().displayBox()->count() == 2; }, 5000));
+    chooseKind(0);
+    EXPECT_TRUE(frameDeck->mainWindow().displayBox()->isVisible());
+    // The pointer is on the left monitor; the pop-up says the right one.
+    xdotool({"mousemove", "300", "300"});
+    QComboBox* box = frameDeck->mainWindow().displayBox();
+    box->setCurrentIndex(1);
+    emit box->activated(1);
+    const QString path = recordFor(1500);
+    QProcess p;
+    p.start("ffprobe", {"-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height", "-of",
+                        "csv=p=0", path});
+    p.waitForFinished(-1);
+    EXPECT_EQ(QString::fromUtf8(p.readAllStandardOutput()).trimmed(), "640,480");
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {

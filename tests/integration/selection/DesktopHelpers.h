@@ -69,6 +69,30 @@ private:
     QProcess process_;
 };
 
+// Splits the virtual screen into two monitors for one test and puts the
+// single monitor back afterwards, even when the test fails.
+class TwoMonitors {
+public:
+    TwoMonitors() {
+        run({"--setmonitor", "left", "1280/254x1080/286+0+0", "screen"});
+        run({"--setmonitor", "right", "640/254x480/286+1280+0", "none"});
+        settle(500);
+    }
+    ~TwoMonitors() {
+        run({"--delmonitor", "right"});
+        run({"--delmonitor", "left"});
+        settle(500);
+    }
+
+private:
+    static void run(const QStringList& args) {
+        QProcess p;
+        p.start("xrandr", args);
+        p.waitForFinished(-1);
+        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+    }
+};
+
 // Keeps a picture for a person to look at: build*/test-artifacts/selection/.
 inline void saveArtifact(const QImage& image, const QString& name) {
     const QString dir = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/selection";

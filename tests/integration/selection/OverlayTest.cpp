@@ -192,34 +192,6 @@ TEST_F(Overlay, FullScreenChoosesItselfAndCountsDown) {
     EXPECT_GE(startedAfter, 4000);
 }
 
-namespace {
-
-// Splits the virtual screen into two monitors for one test and puts the
-// single monitor back afterwards, even when the test fails.
-class TwoMonitors {
-public:
-    TwoMonitors() {
-        run({"--setmonitor", "left", "1280/254x1080/286+0+0", "screen"});
-        run({"--setmonitor", "right", "640/254x480/286+1280+0", "none"});
-        settle(500);
-    }
-    ~TwoMonitors() {
-        run({"--delmonitor", "right"});
-        run({"--delmonitor", "left"});
-        settle(500);
-    }
-
-private:
-    static void run(const QStringList& args) {
-        QProcess p;
-        p.start("xrandr", args);
-        p.waitForFinished(-1);
-        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
-    }
-};
-
-} // namespace
-
 TEST_F(Overlay, EachMonitorGetsAnOverlayAndTheAreaIsRelativeToItsScreen) {
     TwoMonitors monitors;
     const std::vector<ScreenInfo> screens = WindowServer::shared().screens();
