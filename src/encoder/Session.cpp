@@ -297,9 +297,15 @@ void Session::processVideo(const VideoItem& item) {
         return;
     }
     if (lastSlot_ >= 0) {
-        for (int64_t i = nextIndex_; i < index; ++i) {
-            encodeVideo(lastSlot_, i);
-            ++repeatedFrames_;
+        const int64_t gap = index - nextIndex_;
+        if (double(gap) * 1000.0 / fps_ <= double(kMaxRepeatedGapMs)) {
+            for (int64_t i = nextIndex_; i < index; ++i) {
+                encodeVideo(lastSlot_, i);
+                ++repeatedFrames_;
+            }
+        } else {
+            log("%s: a gap of %lld ms in the picture is kept as one long frame", path_.c_str(),
+                static_cast<long long>(double(gap) * 1000.0 / fps_));
         }
         releaseVideoSlot(lastSlot_);
     }

@@ -63,9 +63,13 @@ public:
     static constexpr int kVideoPoolFrames = 10;
     // Capture sources deliver 10-25 ms per buffer: several seconds of audio.
     static constexpr int kAudioPoolChunks = 512;
-    // A timestamp this far past the latest one is a broken clock, not a gap
-    // to fill with repeated frames.
-    static constexpr int64_t kMaxTimestampJumpMs = 60000;
+    // A timestamp this far past the latest one is a broken clock; anything
+    // shorter is a real gap (a machine that slept, a stalled grab).
+    static constexpr int64_t kMaxTimestampJumpMs = int64_t{7} * 24 * 3600 * 1000;
+    // Gaps up to this long are filled by repeating the last picture, which
+    // keeps the frame rate constant; a longer one is left as one long frame,
+    // rather than encoding hours of copies of it.
+    static constexpr int64_t kMaxRepeatedGapMs = 10000;
 
     Session() = default;
     Session(const Session&) = delete;

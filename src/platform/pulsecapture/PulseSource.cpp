@@ -216,15 +216,22 @@ private:
             return;
         EMLog::showMessage("%s %d audio gap of %d ms filled with silence", __func__, __LINE__,
                            static_cast<int>(missing * 1000 / rate));
-        const int silentFrames = static_cast<int>(missing);
-        std::vector<int32_t> silence(static_cast<std::size_t>(silentFrames) * spec_.channels, 0);
-        AudioSampleBuffer buffer;
-        buffer.data = silence.data();
-        buffer.channels = spec_.channels;
-        buffer.sampleRate = static_cast<int>(spec_.rate);
-        buffer.frames = silentFrames;
-        deliverAudio(buffer, now);
-        framesDelivered_ += silentFrames;
+        // In one-second buffers: the encoder takes buffers of ordinary size
+        // only, and a machine that slept for hours would otherwise need one
+        // enormous allocation.
+        const int64_t silentFrames = static_cast<int64_t>(missing);
+        const int chunk = static_cast<int>(spec_.rate);
+        std::vector<int32_t> silence(static_cast<std::size_t>(chunk) * spec_.channels, 0);
+        for (int64_t done = 0; done < silentFrames && running_;) {
+            AudioSampleBuffer buffer;
+            buffer.data = silence.data();
+            buffer.channels = spec_.channels;
+            buffer.sampleRate = static_cast<int>(spec_.rate);
+            buffer.frames = static_cast<int>(std::min<int64_t>(chunk, silentFrames - done));
+            deliverAudio(buffer, now);
+            done += buffer.frames;
+            framesDelivered_ += buffer.frames;
+        }
     }
 
     // Smaller gaps are the normal jitter of 20 ms fragments.
