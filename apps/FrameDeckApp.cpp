@@ -176,8 +176,23 @@ void FrameDeckApp::buildEngine() {
         tray_->trayIcon()->setToolTip(LF("Menu_Tray_ToolTip_Recording", {time}));
         app_.recordScreenTimeDuration(progress.seconds, progress.bytes);
     };
-    events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
+    events.sourceFailed = [this](CaptureSourceKind kind, const std::string& message) {
         EMLog::showMessage("%s capture failed: %s", captureSourceName(kind), message.c_str());
+        RVRecordManager& manager = stack_->recordManager();
+        if (manager.status == RecordingStatus::Idle)
+            return;
+        // The picture of the recording is gone (its window closed, the camera
+        // of a camera recording unplugged): what was recorded is finished and
+        // listed. Sound and a picture-in-picture camera are not worth ending
+        // a recording for; the log says what stopped.
+        const bool pictureGone =
+            (kind == CaptureSourceKind::Screen && manager.recordVideoType != RecordVideoType::Camera) ||
+            (kind == CaptureSourceKind::Camera && manager.recordVideoType == RecordVideoType::Camera);
+        if (!pictureGone)
+            return;
+        app_.recordScreenClicked();
+        showModalAlert(window_.get(),
+                       L(kind == CaptureSourceKind::Camera ? "Alert_Camera_Lost" : "Alert_Picture_Lost"));
     };
     events.outputFailed = [this](const std::string& outputPath) {
         // Stopped through the user's own stop, so that what was written is

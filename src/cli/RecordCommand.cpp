@@ -268,9 +268,16 @@ int runRecordCommand(int argc, char** argv) {
                            ProgressTexts::durationText(static_cast<uint64_t>(progress.seconds)).c_str(),
                            ProgressTexts::fileSizeText(progress.bytes, "").c_str());
     };
-    events.sourceFailed = [](CaptureSourceKind kind, const std::string& message) {
-        std::fprintf(stderr, "framedeck record: %s capture stopped: %s; recording goes on\n",
-                     captureSourceName(kind), message.c_str());
+    // The picture of the recording gone (its window closed, the camera of a
+    // camera recording unplugged) ends it; anything else it records on without.
+    bool pictureGone = false;
+    events.sourceFailed = [&pictureGone, &request](CaptureSourceKind kind, const std::string& message) {
+        pictureGone =
+            pictureGone ||
+            (kind == CaptureSourceKind::Screen && request.recordVideoType != RecordVideoType::Camera) ||
+            (kind == CaptureSourceKind::Camera && request.recordVideoType == RecordVideoType::Camera);
+        std::fprintf(stderr, "framedeck record: %s capture stopped: %s; %s\n", captureSourceName(kind),
+                     message.c_str(), pictureGone ? "the recording ends here" : "recording goes on");
     };
     bool outputFailed = false;
     events.outputFailed = [&outputFailed](const std::string&) {
@@ -314,7 +321,7 @@ int runRecordCommand(int argc, char** argv) {
     for (;;) {
         const int signal = signalMask.wait(kTick);
         mainQueue.run();
-        if (signal == SIGINT || signal == SIGTERM || outputFailed)
+        if (signal == SIGINT || signal == SIGTERM || outputFailed || pictureGone)
             break;
         if (signal == SIGUSR1) {
             if (manager.status == RecordingStatus::Paused)

@@ -185,6 +185,24 @@ TEST_F(Recording, WindowKindFollowsTheWindowAsItMoves) {
         expectColor(probe::frameAt(out, t, 320, 240), 320, 160, 120, 0x20c040);
 }
 
+TEST_F(Recording, ARecordedWindowThatClosesEndsTheRecordingWithItsFile) {
+    auto window = std::make_unique<TestWindow>(100, 100, 320, 240, 0x2040c0);
+    std::this_thread::sleep_for(300ms);
+    const std::string out = path("closed.mp4");
+    auto recorder = record({"--mode", "window", "--window", std::to_string(window->id()), "--audio", "none",
+                            "--seconds", "60", "--fps", "10", "--output", out});
+    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    std::this_thread::sleep_for(1500ms);
+    window.reset();
+    std::string printed;
+    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    EXPECT_EQ(printed, out + "\n");
+    EXPECT_NE(readLog(log).find("the recording ends here"), std::string::npos);
+    const probe::Media media = probe::probe(out);
+    ASSERT_TRUE(media.stream("video"));
+    EXPECT_NEAR(media.stream("video")->duration, 1.5, 0.8);
+}
+
 TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
     const std::string out = path("camera.mp4");
     auto recorder = record({"--mode", "camera", "--audio", "none", "--seconds", "2", "--output", out},
