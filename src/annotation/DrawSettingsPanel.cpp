@@ -64,6 +64,12 @@ void DrawSettingsWindowController::buildButtons() {
     auto* row = new QHBoxLayout;
     row->setSpacing(2);
     column->addLayout(row);
+    // The title doubles as a handle: presses on it reach the panel, which
+    // moves.
+    title_ = new QLabel(this);
+    title_->setStyleSheet("color: #5a5e68;");
+    row->addWidget(title_);
+    row->addSpacing(6);
     for (int i = 0; i < ButtonCount; ++i) {
         auto* b = new QToolButton(this);
         b->setObjectName(kButtons[i].name);
@@ -103,6 +109,7 @@ void DrawSettingsWindowController::buildMenus() {
 
 void DrawSettingsWindowController::changeLanguage() {
     setWindowTitle(L("Draw_Title"));
+    title_->setText(L("Draw_Title"));
     for (int i = 0; i < ButtonCount; ++i)
         buttons_[i]->setToolTip(L(kButtons[i].toolTip));
     for (int i = 0; i < 3; ++i)

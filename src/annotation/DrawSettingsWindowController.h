@@ -143,6 +143,7 @@ private:
     QToolButton* buttons_[ButtonCount] = {};
     QMenu* widthMenu_ = nullptr;
     QMenu* colorMenu_ = nullptr;
+    QLabel* title_ = nullptr;
     QLabel* note_ = nullptr;
     std::vector<std::unique_ptr<DrawCanvasWindow>> windows_;
     std::unique_ptr<DoodleWhiteWindow> board_;

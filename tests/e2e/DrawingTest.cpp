@@ -60,13 +60,28 @@ bool near(const QImage& frame, QPoint p, const ColourTest& test) {
 class ClickCounter : public QWidget {
 public:
     ClickCounter() : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint) {
-        setStyleSheet("background: #3c6e8c;");
+        QPalette palette;
+        palette.setColor(QPalette::Window, QColor(60, 110, 140));
+        setPalette(palette);
+        setAutoFillBackground(true);
         setGeometry(1350, 700, 300, 200);
     }
     int presses = 0;
 
 protected:
     void mousePressEvent(QMouseEvent*) override { ++presses; }
+};
+
+// Counts the times a window was hidden (unmapped).
+class HideCounter : public QObject {
+public:
+    int hides = 0;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        hides += event->type() == QEvent::Hide;
+        return false;
+    }
 };
 
 void dragThrough(std::initializer_list<QPoint> points) {
@@ -109,6 +124,8 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
     ASSERT_TRUE(QTest::qWaitForWindowExposed(screenWindow));
     ASSERT_TRUE(QTest::qWaitForWindowExposed(tools));
     const WId drawingWindowId = screenWindow->winId();
+    HideCounter unmapped;
+    screenWindow->installEventFilter(&unmapped);
     const char* const languages[] = {"en", "zh-Hans", "zh-Hant"};
     for (int language : {1, 2, 0}) {
         app->setLange(language);
@@ -169,6 +186,7 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
     EXPECT_EQ(below.presses, 1);
     EXPECT_EQ(screenWindow->winId(), drawingWindowId);
     EXPECT_TRUE(screenWindow->windowHandle()->isExposed());
+    EXPECT_EQ(unmapped.hides, 0) << "tool changes never unmap the drawing window";
 
     frameDeck->mainWindow().recordButton()->click();
     EXPECT_EQ(status(), 0u);
