@@ -435,7 +435,9 @@ void FrameDeckApp::settingAction() {
 }
 
 void FrameDeckApp::showDoodleToolAction() {
-    EMLog::showMessage("drawing tools are not available yet");
+    if (!drawTools_)
+        drawTools_ = std::make_unique<DrawSettingsWindowController>(app_.settings());
+    drawTools_->initDraw(); // raises it when already open
 }
 
 void FrameDeckApp::handleHotkey(uint16_t keyCode) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "annotation/DrawSettingsWindowController.h"
 #include "engine/controller/RVRecordManager.h"
 #include "platform/x11input/KeyListener.h"
 #include "preferences/PreferencesWindow.h"
@@ -39,6 +40,8 @@ public:
     QDialog* timedDialog() const { return timedDialog_; }
     // The preferences window, once opened.
     PreferencesWindow* preferencesWindow() const { return preferences_.get(); }
+    // The drawing toolbar, once opened.
+    DrawSettingsWindowController* drawTools() const { return drawTools_.get(); }
     // The settings button and the tray's "Preferences…": opens the
     // preferences window or brings it to the front.
     void settingAction();
@@ -84,6 +87,7 @@ private:
     QPointer<QDialog> timedDialog_;
     std::unique_ptr<CaptrueVideoInputWindowController> cameraWindow_;
     std::unique_ptr<PreferencesWindow> preferences_;
+    std::unique_ptr<DrawSettingsWindowController> drawTools_;
     QTimer progressTimer_;
     bool quitting_ = false;
     // The display pop-up's choice: index into the capture factory's screens.

@@ -25,6 +25,7 @@ Connection::Connection(const char* display) {
     rootWidth_ = it.data->width_in_pixels;
     rootHeight_ = it.data->height_in_pixels;
     rootDepth_ = it.data->root_depth;
+    screenNumber_ = screenNumber;
 }
 
 Connection::~Connection() {
@@ -51,6 +52,15 @@ void Connection::sync() {
         return;
     XcbPtr<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
+}
+
+bool Connection::hasCompositingManager(int screenNumber) {
+    const std::uint32_t selection = atom("_NET_WM_CM_S" + std::to_string(screenNumber));
+    if (!selection)
+        return false;
+    XcbPtr<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(conn_, xcb_get_selection_owner(conn_, selection), nullptr));
+    return reply && reply->owner != XCB_NONE;
 }
 
 } // namespace x11

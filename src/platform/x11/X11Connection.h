@@ -24,11 +24,18 @@ public:
     int rootWidth() const { return rootWidth_; }
     int rootHeight() const { return rootHeight_; }
     int rootDepth() const { return rootDepth_; }
+    // The X screen the display name chose (the "1" of ":0.1").
+    int screenNumber() const { return screenNumber_; }
 
     // The atom of `name`, interned once and cached; 0 on failure.
     std::uint32_t atom(const std::string& name);
     // A round trip: every request sent before has been handled on return.
     void sync();
+
+    // True when a compositing manager runs on X screen `screenNumber`: it
+    // owns the "_NET_WM_CM_S<n>" selection while it runs. Without one, a
+    // window with an alpha channel shows its transparent parts as black.
+    bool hasCompositingManager(int screenNumber);
 
 private:
     xcb_connection_t* conn_ = nullptr;
@@ -36,6 +43,7 @@ private:
     int rootWidth_ = 0;
     int rootHeight_ = 0;
     int rootDepth_ = 0;
+    int screenNumber_ = 0;
     std::map<std::string, std::uint32_t> atoms_;
 };
 
