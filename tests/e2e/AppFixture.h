@@ -11,8 +11,10 @@
 #include "widgets/MainWindow.h"
 
 #include <QDir>
+#include <QImage>
 #include <QProcess>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
 #include <gtest/gtest.h>
@@ -23,6 +25,16 @@ inline QString probe(const QString& path) {
             {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
     p.waitForFinished(-1);
     return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+// The frame shown `seconds` into a recording, decoded by FFmpeg.
+inline QImage frameAt(const QString& path, double seconds) {
+    QTemporaryDir dir;
+    const QString png = dir.filePath("frame.png");
+    QProcess p;
+    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
+    p.waitForFinished(-1);
+    return QImage(png).convertToFormat(QImage::Format_RGB32);
 }
 
 // Pictures of the windows for a person to look at: build/test-artifacts/app.

@@ -20,15 +20,6 @@ namespace {
 
 using C = DrawSettingsWindowController;
 
-QImage frameAt(const QString& path, double seconds) {
-    QTemporaryDir dir;
-    const QString png = dir.filePath("frame.png");
-    QProcess p;
-    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
-    p.waitForFinished(-1);
-    return QImage(png).convertToFormat(QImage::Format_RGB32);
-}
-
 using ColourTest = std::function<bool(QRgb)>;
 const ColourTest isRed = [](QRgb c) {
     return qRed(c) > 150 && qGreen(c) < 100 && qBlue(c) < 100;

@@ -29,16 +29,6 @@ void waitForStatus(const std::function<unsigned()>& status, unsigned wanted) {
         QTest::qWait(20);
 }
 
-// The frame shown `seconds` into a recording, decoded by FFmpeg.
-QImage frameAt(const QString& path, double seconds) {
-    QTemporaryDir dir;
-    const QString png = dir.filePath("frame.png");
-    QProcess p;
-    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
-    p.waitForFinished(-1);
-    return QImage(png).convertToFormat(QImage::Format_RGB32);
-}
-
 bool isMagenta(QRgb c) {
     return qRed(c) > 170 && qGreen(c) < 100 && qBlue(c) > 170;
 }

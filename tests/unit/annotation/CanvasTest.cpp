@@ -1,5 +1,6 @@
 // DrawTouchPointView driven with the mouse and the keyboard on Qt's offscreen
 // platform; what it drew is read back from its snapshot.
+#include "OffscreenApp.h"
 #include "annotation/CanvasTextField.h"
 #include "annotation/DrawTouchPointView.h"
 
@@ -13,20 +14,6 @@
 
 namespace {
 
-class OffscreenApp : public ::testing::Environment {
-public:
-    void SetUp() override {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "unit_annotation_canvas";
-        static char* argv[] = {name, nullptr};
-        app_ = new QApplication(argc, argv);
-    }
-    void TearDown() override { delete app_; }
-
-private:
-    QApplication* app_ = nullptr;
-};
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
 class Canvas : public ::testing::Test {

@@ -1,5 +1,6 @@
 // The drawing toolbar's rules on Qt's offscreen platform: its buttons, the
 // one active tool, what reaches every canvas, and what is stored.
+#include "OffscreenApp.h"
 #include "TempHome.h"
 #include "annotation/DrawSettingsWindowController.h"
 #include "annotation/DrawTouchPointView.h"
@@ -15,20 +16,6 @@
 
 namespace {
 
-class OffscreenApp : public ::testing::Environment {
-public:
-    void SetUp() override {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "unit_annotation_toolbar";
-        static char* argv[] = {name, nullptr};
-        app_ = new QApplication(argc, argv);
-    }
-    void TearDown() override { delete app_; }
-
-private:
-    QApplication* app_ = nullptr;
-};
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
 using C = DrawSettingsWindowController;
