@@ -49,11 +49,15 @@ plist_t toNode(const QVariant& v) {
 QVariant fromNode(plist_t node) {
     switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
-        char* text = nullptr;
-        plist_get_string_val(node, &text);
-        QString s = QString::fromUtf8(text ? text : "");
-        std::free(text);
-        return s;
+        // Not plist_get_string_val: libplist asserts there that the text has
+        // no zero byte, so one "\0" in the file (&#0; or a raw zero, say
+        // from a torn write) would abort the application. Read the text as C
+        // would, up to its first zero byte.
+        uint64_t length = 0;
+        const char* text = plist_get_string_ptr(node, &length);
+        if (!text)
+            return QString();
+        return QString::fromUtf8(text, static_cast<qsizetype>(strnlen(text, length)));
     }
     case PLIST_REAL: {
         double d = 0;

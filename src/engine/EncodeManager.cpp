@@ -42,10 +42,21 @@ void EncodeManager::setOutputPath(const std::string& path) {
         EMLog::showMessage("错误码:%d ->描述：设置输出路径", ret);
 }
 
+void EncodeManager::setImageSize(EncodeImageSize size) {
+    std::lock_guard lock(imageSizeMutex_);
+    imageSize_ = size;
+}
+
+EncodeImageSize EncodeManager::imageSize() const {
+    std::lock_guard lock(imageSizeMutex_);
+    return imageSize_;
+}
+
 void EncodeManager::setUpVideoSettings() {
     void* h = handle;
-    const auto width = static_cast<int32_t>(imageSize.width);
-    const auto height = static_cast<int32_t>(imageSize.height);
+    const EncodeImageSize size = imageSize();
+    const auto width = static_cast<int32_t>(size.width);
+    const auto height = static_cast<int32_t>(size.height);
     int32_t ret = apiEncoderSetImageSize(h, width, height);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置初始数据源帧大小", ret);
@@ -55,23 +66,25 @@ void EncodeManager::setUpVideoSettings() {
     ret = apiEncoderSetOutputSize(h, width, height);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置输出文件帧大小", ret);
-    ret = apiEncoderSetFps(h, fps);
+    ret = apiEncoderSetFps(h, fps.load());
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置视频帧率", ret);
-    ret = apiEncoderSetVideoBitrate(h, static_cast<double>(videoBitrate));
+    ret = apiEncoderSetVideoBitrate(h, static_cast<double>(videoBitrate.load()));
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置视频码率", ret);
 }
 
 void EncodeManager::setUpAudioSettings() {
     void* h = handle;
-    int32_t ret = apiEncoderSetAudioSrcContext(h, audioChannels, audioSamples, ME_SAMPLE_FORMAT_S32);
+    const int32_t channels = audioChannels;
+    const int32_t samples = audioSamples;
+    int32_t ret = apiEncoderSetAudioSrcContext(h, channels, samples, ME_SAMPLE_FORMAT_S32);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置音频源数据格式", ret);
     ret = apiEncoderSetAudioBitrate(h, audioBitrate);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置音频码率", ret);
-    ret = apiEncoderSetAudioEncodeContext(h, audioChannels, audioSamples);
+    ret = apiEncoderSetAudioEncodeContext(h, channels, samples);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：设置音频输出声道和采样率", ret);
 }

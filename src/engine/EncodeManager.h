@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 
 class KeyValueStore;
@@ -29,7 +30,12 @@ struct EncodeImageSize {
 // (recording controller, dialogs). encoderPushVideo() runs on the screen or
 // camera output queue, encoderPushAudio() on the audio output queue, while the
 // main thread may be stopping: isWorking and handle are atomic, and the
-// library accepts pushes racing with a stop.
+// library accepts pushes racing with a stop. What the capture threads read
+// or write themselves is safe from any thread: the image size (read by the
+// screen thread for every frame, set by the camera thread before a camera
+// recording), the frame rate, the video bit rate and the audio layout (read
+// by a push that may still run while the main thread sets up the next
+// recording).
 class EncodeManager {
 public:
     // `settings` is read by setSplit() ("SplitType") and must outlive the
@@ -45,7 +51,9 @@ public:
     // Main thread. Stores the path and hands it to the library at once.
     void setOutputPath(const std::string& path);
     // Main thread. Store only; the library hears of them in setUp*Settings and setSplit.
-    void setImageSize(EncodeImageSize size) { imageSize = size; }
+    // Any thread.
+    void setImageSize(EncodeImageSize size);
+    EncodeImageSize imageSize() const;
     void setSplitTime(int32_t value) { splitTime = value; }
     void setSplitSize(int32_t value) { splitSize = value; }
     void setFps(float value) { fps = value; }
@@ -82,15 +90,14 @@ public:
     std::atomic<bool> isWorking{false};
     int32_t splitTime = 0;
     int32_t splitSize = 0;
-    float fps = 0;
+    std::atomic<float> fps{0};
     int32_t audioBitrate = 0;
-    int32_t audioChannels = 0;
-    int32_t audioSamples = 0;
+    std::atomic<int32_t> audioChannels{0};
+    std::atomic<int32_t> audioSamples{0};
     std::atomic<int32_t> nTotalAudiosize{0};
     std::atomic<void*> handle{nullptr};
     std::string outputPath;
-    int64_t videoBitrate = 0;
-    EncodeImageSize imageSize;
+    std::atomic<int64_t> videoBitrate{0};
 
     // Set by the recording controller: its video record type, read by
     // countRecordedDuration(). Absent means "not audio only".
@@ -109,4 +116,6 @@ private:
     void checkPush(int32_t ret);
     std::atomic<bool> outputFailureReported_{false};
     KeyValueStore& settings_;
+    mutable std::mutex imageSizeMutex_;
+    EncodeImageSize imageSize_;
 };

@@ -94,8 +94,9 @@ void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
     // so timestamps never go backwards.
     const double timestampMs = std::max(state_.clock.timestamp(when) * 1000.0, lastTimestampMs_.load());
     lastTimestampMs_ = timestampMs;
-    const auto width = static_cast<int>(session_.imageSize.width);
-    const auto height = static_cast<int>(session_.imageSize.height);
+    const EncodeImageSize size = session_.imageSize();
+    const auto width = static_cast<int>(size.width);
+    const auto height = static_cast<int>(size.height);
     VideoFramePtr sized = pixelBufferFromCGImage(frame, width, height);
     if (sized)
         pushQueue_->offer(std::move(sized), timestampMs);

@@ -62,7 +62,8 @@ void RVRecordManager::captrueScreenInputEnable(bool enable) {
     clock.reset();
     EMLog::showMessage("%s %d screen %u %s %dx%d at %d,%d", __func__, __LINE__, screenNumber_,
                        screen_.name.c_str(), screen_.width, screen_.height, screen_.x, screen_.y);
-    const double rate = encodeManager().fps > 0 ? encodeManager().fps : fps.load();
+    const float sessionFps = encodeManager().fps;
+    const double rate = sessionFps > 0 ? sessionFps : fps.load();
     std::unique_ptr<CaptureSource> source;
     if (recordVideoType == RecordVideoType::AppWindow) {
         WindowCaptureRequest request;
@@ -120,7 +121,7 @@ AudioCaptureRequest RVRecordManager::setupAudioSettings() {
         session.setAudioSamples(44100);
     if (session.audioChannels == 0)
         session.setAudioChannels(2);
-    EMLog::showMessage("%s %d %d", __func__, session.audioSamples, session.audioChannels);
+    EMLog::showMessage("%s %d %d", __func__, session.audioSamples.load(), session.audioChannels.load());
     AudioCaptureRequest request;
     request.sampleRate = session.audioSamples;
     request.channels = session.audioChannels;

@@ -82,8 +82,8 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
     ASSERT_TRUE(manager->hasScreenSession());
     ASSERT_EQ(factory->screenRequests.size(), 1u);
     EXPECT_EQ(factory->screenRequests[0].captureRect, (RVRect{10, 20, 64, 48}));
-    EXPECT_EQ(manager->encodeManager().imageSize.width, 64);
-    EXPECT_EQ(manager->encodeManager().imageSize.height, 48);
+    EXPECT_EQ(manager->encodeManager().imageSize().width, 64);
+    EXPECT_EQ(manager->encodeManager().imageSize().height, 48);
     ASSERT_TRUE(manager->encodeManager().isWorking);
 
     factory->screen->emitFrame(101.0);
@@ -126,8 +126,8 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
 TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
     manager->configure(request(RecordVideoType::FullScreen, {}));
     manager->startRecording();
-    EXPECT_EQ(manager->encodeManager().imageSize.width, 320);
-    EXPECT_EQ(manager->encodeManager().imageSize.height, 240);
+    EXPECT_EQ(manager->encodeManager().imageSize().width, 320);
+    EXPECT_EQ(manager->encodeManager().imageSize().height, 240);
     ASSERT_EQ(factory->screenRequests.size(), 1u);
     EXPECT_TRUE(factory->screenRequests[0].captureRect.isZero());
     manager->stopRecording();
@@ -145,7 +145,7 @@ TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
     EXPECT_EQ(factory->windowRequests[0].window, 42u);
     EXPECT_EQ(factory->windowRequests[0].width, 100);
     EXPECT_EQ(factory->windowRequests[0].height, 56);
-    EXPECT_EQ(manager->encodeManager().imageSize.width, 100);
+    EXPECT_EQ(manager->encodeManager().imageSize().width, 100);
     ASSERT_EQ(manager->desktopElements.size(), 1u);
     EXPECT_EQ(manager->desktopElements[0].number, 42u);
     factory->screen->emitFrame(101);
@@ -166,8 +166,8 @@ TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
     manager->startRecording();
     ASSERT_TRUE(manager->hasVideoSession());
     EXPECT_FALSE(manager->hasScreenSession());
-    EXPECT_EQ(manager->encodeManager().imageSize.width, 64);
-    EXPECT_EQ(manager->encodeManager().imageSize.height, 48);
+    EXPECT_EQ(manager->encodeManager().imageSize().width, 64);
+    EXPECT_EQ(manager->encodeManager().imageSize().height, 48);
     factory->camera->emitFrame(101);
     EXPECT_EQ(previewed.width, 64);
     EXPECT_EQ(pushedAfterDrain(), 1u);

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -228,6 +229,47 @@ TEST_F(EncodeManagerTest, InitHandleReplacesAndClosesThePreviousHandle) {
     m.initHandle();
     EXPECT_NE(m.handle.load(), first);
     EXPECT_EQ(fakeEncoder().calls, (Calls{"Create", "Close"}));
+}
+
+// The audio thread may still be inside a push when the main thread sets up
+// the next recording, and the screen thread reads the image size for every
+// frame while the camera thread or the main thread sets it. Under the
+// ThreadSanitizer build (./run-tests --tsan) a plain field here is a
+// reported race; otherwise the test checks nothing was lost or torn.
+TEST_F(EncodeManagerTest, SettingsChangeWhileCaptureThreadsReadThem) {
+    EncodeManager m(settings_);
+    m.setAudioChannels(2);
+    m.setImageSize({64, 48});
+    start(m);
+    constexpr int kRounds = 2000;
+    const int32_t planar[4] = {1, 2, 3, 4};
+    std::thread audio([&] {
+        for (int i = 0; i < kRounds; ++i)
+            m.encoderPushAudio(AudioSampleBuffer{planar, 2, 44100, 2});
+    });
+    int tornSizes = 0;
+    std::thread screen([&] {
+        for (int i = 0; i < kRounds; ++i) {
+            const EncodeImageSize size = m.imageSize();
+            // Every size set below keeps height = width * 3 / 4.
+            if (size.height != size.width * 3 / 4)
+                ++tornSizes;
+        }
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        m.setAudioChannels(2);
+        m.setAudioSamples(48000);
+        m.setFps(i % 2 ? 30.f : 60.f);
+        m.setVideoBitrate(5000);
+        m.setImageSize(i % 2 ? EncodeImageSize{64, 48} : EncodeImageSize{320, 240});
+    }
+    audio.join();
+    screen.join();
+    EXPECT_EQ(tornSizes, 0);
+    ASSERT_EQ(fakeEncoder().audioPushes.size(), static_cast<size_t>(kRounds));
+    for (const auto& words : fakeEncoder().audioPushes)
+        ASSERT_EQ(words, (std::vector<int32_t>{1, 3, 2, 4}));
+    EXPECT_EQ(m.nTotalAudiosize.load(), kRounds * 16);
 }
 
 } // namespace
