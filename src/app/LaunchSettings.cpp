@@ -65,7 +65,7 @@ void readWatermarkProperties(const SettingsStore& store, AppProperties& p) {
     else
         p.textWatermarkColor = {0, 0, 0, 1.0};
     p.timeFramStyleIndex = store.integerForKey(S::TimeFramStyleIndex);
-    p.watermarkAlpha = static_cast<float>(store.doubleForKey(S::WatermarkAlpha));
+    p.watermarkAlpha = saturatingFloat(store.doubleForKey(S::WatermarkAlpha));
     p.isWatermarkShadow = store.boolForKey(S::WatermarkIsShow);
     p.watermarkTextString = store.qstringForKey(S::WatermarkTextString);
     p.watermarkType = static_cast<unsigned>(store.integerForKey(S::WatermarkType));

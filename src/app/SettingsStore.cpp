@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QVariantMap>
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -91,7 +93,12 @@ long long SettingsStore::integerForKey(std::string_view key) const {
     if (ok && v.typeId() != QMetaType::Double && v.typeId() != QMetaType::Float)
         return i;
     const auto d = toNumber(v);
-    return d ? static_cast<long long>(*d) : 0;
+    if (!d || std::isnan(*d))
+        return 0;
+    // A damaged or hand-edited number beyond the integer range saturates
+    // (converting it as it is would be undefined).
+    constexpr double kLimit = 9.2e18;
+    return static_cast<long long>(std::clamp(*d, -kLimit, kLimit));
 }
 
 bool SettingsStore::boolForKey(std::string_view key) const {

@@ -61,9 +61,9 @@ QString WatermarkModel::timeFramStyle() const {
 }
 
 WatermarkPlacement readWatermarkPlacement(const KeyValueStore& store) {
-    return {static_cast<float>(store.doubleForKey(S::WatermarkCenterX)),
-            static_cast<float>(store.doubleForKey(S::WatermarkCenterY)),
-            static_cast<float>(store.doubleForKey(S::WatermarkScale))};
+    return {saturatingFloat(store.doubleForKey(S::WatermarkCenterX)),
+            saturatingFloat(store.doubleForKey(S::WatermarkCenterY)),
+            saturatingFloat(store.doubleForKey(S::WatermarkScale))};
 }
 
 WatermarkModel loadWatermarkModel(const AppProperties& p, const KeyValueStore& store) {
@@ -109,8 +109,14 @@ WatermarkFrameRect watermarkFrameRect(QSizeF picture, bool timeKind, const Water
     const float k = static_cast<float>(frameWidth) / kWatermarkReferenceWidth * placement.scale;
     const QSizeF base = cappedWatermarkSize(picture);
     WatermarkFrameRect r;
-    r.width = static_cast<int>(k * base.width());
-    r.height = static_cast<int>(k * base.height());
+    // A damaged scale (huge, negative, not a number) draws nothing rather
+    // than overflowing the conversion; a real one stays far below the limit.
+    const auto drawn = [](double size) {
+        constexpr double kLimit = 1 << 20;
+        return size > 0 && size < kLimit ? static_cast<int>(size) : 0;
+    };
+    r.width = drawn(k * base.width());
+    r.height = drawn(k * base.height());
 
     double centreX = static_cast<double>(placement.centerX) * frameWidth;
     double centreY = static_cast<double>(placement.centerY) * frameHeight;

@@ -1,8 +1,12 @@
 // Inputs the fuzz targets (tests/fuzz) found to break the readers of the
 // application's own files, each kept here once fixed.
+#include "TempHome.h"
 #include "app/FileListStore.h"
+#include "app/SettingsStore.h"
+#include "overlays/Watermark.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <gtest/gtest.h>
 
 namespace {
@@ -40,4 +44,26 @@ TEST(FileListMalformed, ZeroCharacterReferenceIsADamagedFile) {
     const QVariantList records = FileListStore::fromPlistData(listWithPath("/v/&#0;x.mp4"), &ok);
     EXPECT_FALSE(ok);
     EXPECT_TRUE(records.isEmpty());
+}
+
+// Numbers beyond every range in a damaged settings file: integers and
+// floats saturate, the placement of a watermark scaled beyond reason draws
+// nothing; none of it is an undefined conversion.
+TEST(SettingsMalformed, NumbersBeyondTheirRangeSaturate) {
+    TempHome home;
+    const QString path = home.path() + "/huge.conf";
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("[General]\nRecordAudioType=0666666666666666666666666666666666\nFpsItemIndex=-1e300\n"
+                "Watermark_alpha=1e300\nWatermark_scale=1e300\nWatermark_center_x=nan\n");
+    }
+    SettingsStore store(path);
+    EXPECT_EQ(store.integerForKey("RecordAudioType"), 9200000000000000000LL);
+    EXPECT_EQ(store.integerForKey("FpsItemIndex"), -9200000000000000000LL);
+    EXPECT_EQ(saturatingFloat(store.doubleForKey("Watermark_alpha")), 3.4e38f);
+    const WatermarkPlacement placement = readWatermarkPlacement(store);
+    const WatermarkFrameRect r = watermarkFrameRect(QSizeF(300, 60), false, placement, 1920, 1080);
+    EXPECT_EQ(r.width, 0);
+    EXPECT_EQ(r.height, 0);
 }
