@@ -4,6 +4,7 @@
 #include "app/LanguageManager.h"
 #include "app/SettingsSchema.h"
 #include "core/EMLog.h"
+#include "core/Saturating.h"
 #include "engine/RecordRequest.h"
 
 namespace S = SettingsKeys;

@@ -5,13 +5,6 @@
 #include <string_view>
 #include <variant>
 
-// A stored double as a float: values beyond the float range saturate
-// (converting them as they are would be undefined); NaN stays NaN.
-inline float saturatingFloat(double value) {
-    constexpr double kMax = 3.4e38;
-    return static_cast<float>(value > kMax ? kMax : value < -kMax ? -kMax : value);
-}
-
 // The per-user settings as the engine sees them: flat keys, typed reads.
 // Absent keys read as 0, false, 0.0 or "" (callers rely on that).
 // The application backs this with its persistent store; tests use

@@ -3,6 +3,7 @@
 #include "app/IndexTables.h"
 #include "app/SettingsSchema.h"
 #include "core/EMLog.h"
+#include "core/Saturating.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>

@@ -3,6 +3,7 @@
 #include "TempHome.h"
 #include "app/FileListStore.h"
 #include "app/SettingsStore.h"
+#include "core/Saturating.h"
 #include "overlays/Watermark.h"
 
 #include <QByteArray>
