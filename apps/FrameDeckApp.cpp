@@ -161,6 +161,7 @@ void FrameDeckApp::buildEngine() {
     RVRecordHost events;
     events.recordingStarted = [this] {
         tray_->setRecording(true);
+        soundLossTold_ = false;
     };
     events.recordingStopped = [this] {
         tray_->setRecording(false);
@@ -188,6 +189,12 @@ void FrameDeckApp::buildEngine() {
         const bool pictureGone =
             (kind == CaptureSourceKind::Screen && manager.recordVideoType != RecordVideoType::Camera) ||
             (kind == CaptureSourceKind::Camera && manager.recordVideoType == RecordVideoType::Camera);
+        if (kind == CaptureSourceKind::Audio && !soundLossTold_) {
+            // The recording goes on and the sound comes back by itself; the
+            // user hears of it once, without a box that stops everything.
+            soundLossTold_ = true;
+            showNotice(window_.get(), L("Alert_Audio_Lost"));
+        }
         if (!pictureGone)
             return;
         app_.recordScreenClicked();

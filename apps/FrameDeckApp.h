@@ -90,6 +90,7 @@ private:
     std::unique_ptr<DrawSettingsWindowController> drawTools_;
     QTimer progressTimer_;
     bool quitting_ = false;
+    bool soundLossTold_ = false; // once per recording
     // The display pop-up's choice: index into the capture factory's screens.
     int displayIndex_ = 0;
     // Desktop-wide key presses for the hotkeys; started at launch.

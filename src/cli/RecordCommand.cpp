@@ -271,13 +271,29 @@ int runRecordCommand(int argc, char** argv) {
     // The picture of the recording gone (its window closed, the camera of a
     // camera recording unplugged) ends it; anything else it records on without.
     bool pictureGone = false;
-    events.sourceFailed = [&pictureGone, &request](CaptureSourceKind kind, const std::string& message) {
+    // Told once each: the sound lost, the sound back.
+    enum class Sound { Fine, Lost, Back } sound = Sound::Fine;
+    events.sourceFailed = [&](CaptureSourceKind kind, const std::string& message) {
         pictureGone =
             pictureGone ||
             (kind == CaptureSourceKind::Screen && request.recordVideoType != RecordVideoType::Camera) ||
             (kind == CaptureSourceKind::Camera && request.recordVideoType == RecordVideoType::Camera);
+        const bool soundGone = kind == CaptureSourceKind::Audio && manager.status != RecordingStatus::Idle;
+        if (soundGone && sound != Sound::Fine)
+            return;
+        if (soundGone)
+            sound = Sound::Lost;
         std::fprintf(stderr, "framedeck record: %s capture stopped: %s; %s\n", captureSourceName(kind),
-                     message.c_str(), pictureGone ? "the recording ends here" : "recording goes on");
+                     message.c_str(),
+                     pictureGone ? "the recording ends here"
+                     : soundGone ? "recording goes on, with silence until the sound is back"
+                                 : "recording goes on");
+    };
+    events.sourceStarted = [&](CaptureSourceKind kind) {
+        if (kind == CaptureSourceKind::Audio && sound == Sound::Lost) {
+            sound = Sound::Back;
+            std::fprintf(stderr, "framedeck record: the sound is back\n");
+        }
     };
     bool outputFailed = false;
     events.outputFailed = [&outputFailed](const std::string&) {

@@ -41,6 +41,9 @@ RecordingStack::RecordingStack(RecordingStackOptions options, RecordingStackHost
         engineRouting.inputDeviceName = [this](RecordAudioType) {
             return routedInput_ ? routedInput_->UID : std::string();
         };
+        engineRouting.restoreDevices = [this] {
+            routing_->restoreDevices();
+        };
         engineRouting.checkAudioDevice = [this] {
             routing_->checkAudioDevice();
         };

@@ -29,3 +29,18 @@ void showModalAlert(QWidget* parent, const QString& message) {
     box.setDefaultButton(ok);
     box.exec();
 }
+
+void showNotice(QWidget* parent, const QString& message) {
+    if (presenter()) {
+        presenter()(parent, message);
+        return;
+    }
+    auto* box = new QMessageBox(parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIcon(QMessageBox::Information);
+    box->setWindowTitle(L("Alert_Title"));
+    box->setText(message);
+    box->addButton(L("Alert_OK"), QMessageBox::AcceptRole);
+    box->setModal(false);
+    box->show();
+}

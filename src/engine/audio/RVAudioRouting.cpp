@@ -267,6 +267,11 @@ std::set<std::string> RVAudioRouting::userDeviceUIDs() {
 }
 
 void RVAudioRouting::checkAudioDevice() {
+    // A server that lists nothing has gone away (a running one always has
+    // the loop-back device at least); that is no change of the user's
+    // devices, and nothing is rebuilt until it is back.
+    if (server_.listDevices().empty())
+        return;
     auto now = userDeviceUIDs();
     if (now == knownUserDevices_)
         return;
@@ -290,6 +295,26 @@ void RVAudioRouting::checkAudioDevice() {
     const auto input = switchRecordType(type);
     if (hooks_.audioRoutingChanged)
         hooks_.audioRoutingChanged(type, input);
+}
+
+void RVAudioRouting::restoreDevices() {
+    const auto all = server_.listDevices();
+    const auto listed = [&all](const std::optional<EZAudioDevice>& d) {
+        return d && findByUID(all, d->UID).has_value();
+    };
+    if (listed(soundflowerInputDevcie) && listed(aggregateInputDevcie) && listed(aggregateOutputDevice))
+        return;
+    EMLog::showMessage("%s %d the application's devices are missing, loading them again", __func__, __LINE__);
+    if (!hasInstallSoundFlower()) {
+        const int status = server_.loadLoopbackDevice();
+        if (status != 0) {
+            EMLog::showMessage("%s %d loading %s failed: %d", __func__, __LINE__, kLoopbackName.data(),
+                               status);
+            return;
+        }
+    }
+    prepareDevice();
+    knownUserDevices_ = userDeviceUIDs();
 }
 
 void RVAudioRouting::destroyDevicesAtQuit() {

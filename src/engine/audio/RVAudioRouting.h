@@ -92,6 +92,11 @@ public:
     // rebuilds) are not a change.
     void checkAudioDevice();
 
+    // After the sound server went away and came back (it then has none of
+    // the application's devices): loads the loop-back device again when it
+    // is missing and rebuilds the aggregates. Cheap when nothing is missing.
+    void restoreDevices();
+
     // Quit: gives the user back the defaults of start-up and removes both
     // aggregates and the loop-back device.
     void destroyDevicesAtQuit();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -71,17 +72,43 @@ void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
 }
 
 void FrameCompositor::audioBuffer(const AudioSampleBuffer& buffer, double captureTime) {
-    // The encoder places audio by its sample count; the capture time only
-    // starts the clock of an audio-only recording.
+    // The encoder places audio by its sample count; the capture time starts
+    // the clock of an audio-only recording and measures lost sound.
     ++audioBuffersReceived_;
     if (!state_.isWorking)
         return;
     if (hooks_.audioVolum)
         hooks_.audioVolum(buffer);
     // Without pictures the first sound starts the recording clock.
+    const double when = captureTime > 0 ? captureTime : now_();
     if (state_.recordVideoType == RecordVideoType::AudioOnly)
-        state_.clock.firstFrame(captureTime > 0 ? captureTime : now_());
+        state_.clock.firstFrame(when);
+    // Before the first frame the clock has nothing to measure sound against.
+    if (const double stretch = state_.clock.startDate(); stretch != 0) {
+        const int64_t silence =
+            timeline_.place(stretch, state_.clock.timestamp(when), buffer.frames, buffer.sampleRate);
+        if (silence > 0)
+            pushSilence(silence, buffer.channels, buffer.sampleRate);
+    }
     session_.encoderPushAudio(buffer);
+}
+
+void FrameCompositor::pushSilence(int64_t frames, int channels, int sampleRate) {
+    EMLog::showMessage("%s %d audio gap of %lld ms filled with silence", __func__, __LINE__,
+                       static_cast<long long>(frames * 1000 / sampleRate));
+    // In one-second buffers: the encoder takes buffers of ordinary size only,
+    // and a long outage would otherwise need one enormous allocation.
+    const int chunk = sampleRate;
+    std::vector<int32_t> zeros(static_cast<std::size_t>(chunk) * static_cast<std::size_t>(channels), 0);
+    for (int64_t done = 0; done < frames && state_.isWorking;) {
+        AudioSampleBuffer silence;
+        silence.data = zeros.data();
+        silence.channels = channels;
+        silence.sampleRate = sampleRate;
+        silence.frames = static_cast<int>(std::min<int64_t>(chunk, frames - done));
+        session_.encoderPushAudio(silence);
+        done += silence.frames;
+    }
 }
 
 void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {

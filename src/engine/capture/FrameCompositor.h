@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/capture/AudioTimeline.h"
 #include "engine/capture/CompositorState.h"
 #include "engine/capture/FramePushQueue.h"
 #include "engine/capture/VideoFrame.h"
@@ -75,6 +76,8 @@ public:
 private:
     bool isRecordingStatus() const;
     void stampAndPush(const VideoFramePtr& frame);
+    // Audio thread: `frames` of silence for sound that never arrived.
+    void pushSilence(int64_t frames, int channels, int sampleRate);
 
     CompositorState& state_;
     EncodeManager& session_;
@@ -84,5 +87,6 @@ private:
     std::shared_ptr<FramePool> scalePool_;
     std::atomic<double> lastTimestampMs_{0};
     std::atomic<uint64_t> audioBuffersReceived_{0};
+    AudioTimeline timeline_; // audio thread
     std::mutex sessionConfigMutex_;
 };

@@ -54,6 +54,7 @@ RVRecordManager::RVRecordManager(Collaborators collaborators)
 RVRecordManager::~RVRecordManager() {
     *alive_ = false;
     checkAudioDeviceTimer.invalidate();
+    audioRetryTimer.invalidate();
     for (Session& s : sessions_)
         s.source.reset();
     if (encodeManager_ && encodeManager_->isWorking)
@@ -240,6 +241,7 @@ void RVRecordManager::stopRecording() {
     onScreenWindows.clear();
     desktopElements.clear();
     status = RecordingStatus::Idle;
+    endAudioRetry();
     // Frames accepted before the stop are still on their way; they belong in
     // the file, ahead of the trailers.
     compositor_->drain();

@@ -90,6 +90,9 @@ struct RVAudioRoutingHooks {
     std::function<std::string(RecordAudioType recordAudioType)> inputDeviceName;
     // The once-a-second device check while audio capture runs.
     std::function<void()> checkAudioDevice;
+    // The sound server came back (or never went) after the audio source
+    // broke: load the application's devices again where they are missing.
+    std::function<void()> restoreDevices;
 };
 
 // The one recording controller: what is recorded (area, screen, sources),
@@ -167,6 +170,16 @@ public:
     // The identity of the running source of `kind`; serial 0 when none runs.
     CaptureSourceId runningSource(CaptureSourceKind kind) const;
 
+    // While recording, sound that broke (the sound server restarted, the
+    // device went) is tried again every kAudioRetryInterval until it runs;
+    // the picture goes on meanwhile and the compositor fills the time
+    // without sound with silence. This is the retry timer's tick.
+    void retryLostAudio();
+    bool isAudioLost() const { return audioLostSince_ > 0; }
+    // A sound server that was killed is usually back within a second or two
+    // (a service manager restarts it); more often would only cost log lines.
+    static constexpr std::chrono::milliseconds kAudioRetryInterval{1000};
+
     // Seconds recorded so far, pauses left out (the recording clock).
     double recordedSeconds() const { return clock.elapsed(now_()); }
 
@@ -182,6 +195,7 @@ public:
 
     std::atomic<bool> isDisableChangeScreen{false};
     RepeatingTimer checkAudioDeviceTimer;
+    RepeatingTimer audioRetryTimer;
     std::vector<CaptureWindowInfo> arrayRect;
     std::vector<CaptureWindowInfo> desktopElements;
     std::vector<CaptureWindowInfo> onScreenWindows;
@@ -208,6 +222,7 @@ private:
     bool wantsScreenInput() const;
     void chooseImageSize();
     std::string audioInputDevice(RecordAudioType recordAudioType) const;
+    void endAudioRetry();
 
     std::unique_ptr<CaptureFactory> factory_;
     std::unique_ptr<EncodeManager> encodeManager_;
@@ -222,6 +237,8 @@ private:
     unsigned screenNumber_ = 0;
     RecordRequest request_;
     bool screenInputWanted_ = false;
+    // When the sound was lost (capture clock), 0 while it runs.
+    double audioLostSince_ = 0;
     // Lives as long as the controller: capture-failure tasks posted to the
     // main thread check it before touching a controller that is gone.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -195,9 +195,45 @@ void RVRecordManager::captureSessionRuntimeErrorNotification(CaptureSourceId sou
         prepareDevice();
         if (routing_.switchRecordType)
             routing_.switchRecordType(recordAudioType);
+        if (status != RecordingStatus::Idle && recordAudioType != RecordAudioType::None && !isAudioLost()) {
+            audioLostSince_ = now_();
+            std::weak_ptr<bool> alive = alive_;
+            audioRetryTimer.start(kAudioRetryInterval, [this, alive] {
+                post([this, alive] {
+                    if (auto living = alive.lock(); living && *living)
+                        retryLostAudio();
+                });
+            });
+        }
     }
     if (host_.sourceFailed)
         host_.sourceFailed(source.kind, message);
+}
+
+void RVRecordManager::retryLostAudio() {
+    if (!isAudioLost())
+        return;
+    if (status == RecordingStatus::Idle || recordAudioType == RecordAudioType::None) {
+        endAudioRetry();
+        return;
+    }
+    // A restarted server has none of the application's devices; they come
+    // back before the capture opens on them.
+    if (routing_.restoreDevices)
+        routing_.restoreDevices();
+    if (routing_.switchRecordType)
+        routing_.switchRecordType(recordAudioType);
+    const double lostFor = now_() - audioLostSince_;
+    captrueAudioInputEnable(true);
+    if (!hasAudioSession())
+        return;
+    EMLog::showMessage("%s %d audio capture back after %.1f s", __func__, __LINE__, lostFor);
+    endAudioRetry();
+}
+
+void RVRecordManager::endAudioRetry() {
+    audioLostSince_ = 0;
+    audioRetryTimer.invalidate();
 }
 
 void RVRecordManager::captureSessionDidStartRunningNotification(CaptureSourceId source) {

@@ -184,62 +184,22 @@ private:
                         planar_[static_cast<std::size_t>(ch) * frames + f] = in[f * spec_.channels + ch];
             }
             pa_stream_drop(s);
-            if (frames > 0 && running_)
-                fillGap(frames);
             if (frames > 0 && running_) {
                 AudioSampleBuffer buffer;
                 buffer.data = planar_.data();
                 buffer.channels = spec_.channels;
                 buffer.sampleRate = static_cast<int>(spec_.rate);
                 buffer.frames = frames;
+                // The time of the read stands for the time of its newest sample: the
+                // server's latency reports swing by hundreds of milliseconds
+                // on a freshly loaded loop-back chain, far more than the
+                // delay they would correct.
                 deliverAudio(buffer, captureClockNow());
             }
         }
     }
 
-    // Audio carries no timestamps downstream: its place in the file is the
-    // count of samples before it. When the server loses time (the stream was
-    // moved to another device, a device stalled), that much silence is put
-    // in first, so the sound stays in step with the picture.
-    void fillGap(int frames) {
-        const double now = captureClockNow();
-        const double rate = spec_.rate;
-        if (firstSampleTime_ == 0) {
-            firstSampleTime_ = now - frames / rate;
-            framesDelivered_ = frames;
-            return;
-        }
-        const double missing =
-            (now - firstSampleTime_) * rate - static_cast<double>(framesDelivered_ + frames);
-        framesDelivered_ += frames;
-        if (missing < rate * kGapSeconds)
-            return;
-        EMLog::showMessage("%s %d audio gap of %d ms filled with silence", __func__, __LINE__,
-                           static_cast<int>(missing * 1000 / rate));
-        // In one-second buffers: the encoder takes buffers of ordinary size
-        // only, and a machine that slept for hours would otherwise need one
-        // enormous allocation.
-        const int64_t silentFrames = static_cast<int64_t>(missing);
-        const int chunk = static_cast<int>(spec_.rate);
-        std::vector<int32_t> silence(static_cast<std::size_t>(chunk) * spec_.channels, 0);
-        for (int64_t done = 0; done < silentFrames && running_;) {
-            AudioSampleBuffer buffer;
-            buffer.data = silence.data();
-            buffer.channels = spec_.channels;
-            buffer.sampleRate = static_cast<int>(spec_.rate);
-            buffer.frames = static_cast<int>(std::min<int64_t>(chunk, silentFrames - done));
-            deliverAudio(buffer, now);
-            done += buffer.frames;
-            framesDelivered_ += buffer.frames;
-        }
-    }
-
-    // Smaller gaps are the normal jitter of 20 ms fragments.
-    static constexpr double kGapSeconds = 0.1;
-
     AudioCaptureRequest request_;
-    double firstSampleTime_ = 0;
-    int64_t framesDelivered_ = 0;
     pa_sample_spec spec_{};
     std::unique_ptr<pa_threaded_mainloop, MainloopFree> loop_;
     std::unique_ptr<pa_context, ContextUnref> context_;

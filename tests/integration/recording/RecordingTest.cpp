@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
@@ -325,4 +326,100 @@ TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
     // filled with silence, so the sound keeps pace with the picture.
     ASSERT_TRUE(media.stream("audio"));
     EXPECT_NEAR(media.stream("audio")->duration, media.stream("video")->duration, 0.5);
+}
+
+namespace {
+
+// A sound server of the test's own, so it can be killed and started again
+// without taking the shared desktop's down: one null sink as the speakers.
+class PrivateSoundServer {
+public:
+    explicit PrivateSoundServer(const std::string& dir) : dir_(dir) {
+        std::filesystem::create_directories(dir_ + "/run/pulse");
+        std::filesystem::create_directories(dir_ + "/home");
+        std::filesystem::permissions(dir_ + "/run", std::filesystem::perms::owner_all);
+        socket_ = dir_ + "/run/pulse/native";
+    }
+    bool start() {
+        const std::map<std::string, std::string> env{{"HOME", dir_ + "/home"},
+                                                     {"XDG_RUNTIME_DIR", dir_ + "/run"},
+                                                     {"PULSE_RUNTIME_PATH", dir_ + "/run/pulse"},
+                                                     {"PULSE_STATE_PATH", dir_ + "/home"},
+                                                     {"PULSE_COOKIE", dir_ + "/cookie"},
+                                                     {"DBUS_SESSION_BUS_ADDRESS", "disabled:"},
+                                                     {"DISPLAY", ""}};
+        server_ = std::make_unique<probe::Child>(
+            std::vector<std::string>{"/usr/bin/pulseaudio", "--daemonize=no", "--exit-idle-time=-1", "-n",
+                                     "--use-pid-file=no", "--realtime=no", "--high-priority=no",
+                                     "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket_},
+            env, dir_ + "/server" + std::to_string(++starts_) + ".log");
+        for (int status = 1; status != 0;) {
+            if (!server_->running())
+                return false;
+            probe::run(clientCommand("pactl info") + " >/dev/null 2>&1", &status);
+        }
+        int status = 0;
+        probe::run(clientCommand("pactl load-module module-null-sink sink_name=speakers rate=48000"),
+                   &status);
+        probe::run(clientCommand("pactl set-default-sink speakers"));
+        return status == 0;
+    }
+    void kill() { server_.reset(); } // SIGKILL to its group
+    std::map<std::string, std::string> clientEnv() const {
+        return {{"PULSE_SERVER", "unix:" + socket_}, {"PULSE_COOKIE", dir_ + "/cookie"}};
+    }
+    std::string clientCommand(const std::string& command) const {
+        return "PULSE_SERVER=" + probe::quote("unix:" + socket_) + " " + command;
+    }
+
+private:
+    std::string dir_;
+    std::string socket_;
+    std::unique_ptr<probe::Child> server_;
+    int starts_ = 0;
+};
+
+} // namespace
+
+TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
+    PrivateSoundServer server(path("pulse"));
+    ASSERT_TRUE(server.start());
+    const std::string out = path("restart.mp4");
+    auto recorder =
+        record({"--audio", "system", "--seconds", "10", "--fps", "10", "--output", out}, server.clientEnv());
+    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    const auto started = std::chrono::steady_clock::now();
+    std::this_thread::sleep_until(started + 2s);
+    server.kill();
+    std::this_thread::sleep_until(started + 4s);
+    ASSERT_TRUE(server.start());
+    // The recorder loads its devices into the new server and records again.
+    while (recorder->running() && readLog(log).find("the sound is back") == std::string::npos)
+        std::this_thread::sleep_for(50ms);
+    const auto tone = std::make_unique<probe::Child>(std::vector<std::string>{
+        "/bin/sh", "-c",
+        "sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 - synth 20 sine 440 | " +
+            server.clientCommand(
+                "pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1")});
+    std::string printed;
+    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    const std::string text = readLog(log);
+    EXPECT_EQ(printed, out + "\n");
+    EXPECT_NE(text.find("the sound is back"), std::string::npos) << text;
+    const std::string told = "framedeck record: audio capture stopped";
+    const auto lost = text.find(told);
+    ASSERT_NE(lost, std::string::npos) << text;
+    EXPECT_EQ(text.find(told, lost + 1), std::string::npos) << "told more than once";
+
+    const probe::Media media = probe::probe(out);
+    const probe::Stream* video = media.stream("video");
+    const probe::Stream* audio = media.stream("audio");
+    ASSERT_TRUE(video && audio);
+    EXPECT_NEAR(video->duration, 10, 0.6);
+    EXPECT_NEAR(audio->duration, video->duration, 0.4) << "the outage was not filled in";
+    EXPECT_LT(probe::audioLevel(out, 2.5, 3.8), 300) << "the outage is not silent";
+    std::string levels;
+    for (double t = 0; t < 10; t += 0.5)
+        levels += std::to_string(static_cast<int>(probe::audioLevel(out, t, t + 0.5))) + " ";
+    EXPECT_GT(probe::audioLevel(out, 8.8, 9.6), 3000) << "the sound did not come back\n" << levels;
 }

@@ -81,6 +81,7 @@ public:
     std::unique_ptr<CaptureSource> createAudioSource(const AudioCaptureRequest& request) override {
         audioRequests.push_back(request);
         auto source = std::make_unique<FakeSource>(CaptureCapabilities{false, true, false}, 0, 0);
+        source->failStart = audioUnavailable;
         audio = source.get();
         return source;
     }
@@ -89,6 +90,8 @@ public:
     std::vector<CameraInfo> cameras() override { return {{"fake", "Fake camera"}}; }
 
     std::vector<CaptureWindowInfo> windows;
+    // Audio sources fail to start (the sound server is down).
+    bool audioUnavailable = false;
     std::vector<ScreenCaptureRequest> screenRequests;
     std::vector<WindowCaptureRequest> windowRequests;
     std::vector<AudioCaptureRequest> audioRequests;

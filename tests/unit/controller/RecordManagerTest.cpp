@@ -180,7 +180,7 @@ TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
     EXPECT_EQ(row[3], 1u);
 }
 
-TEST_F(RecordManagerTest, LostAudioIsReportedAndVideoGoesOn) {
+TEST_F(RecordManagerTest, LostAudioIsReportedTriedAgainAndItsGapIsSilent) {
     manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}, RecordAudioType::Microphone));
     manager->switchRecordType(RecordAudioType::Microphone);
     EXPECT_EQ(manager->encodeManager().audioBitrate, 12800);
@@ -195,15 +195,47 @@ TEST_F(RecordManagerTest, LostAudioIsReportedAndVideoGoesOn) {
     factory->audio->emitAudio(441);
     EXPECT_EQ(manager->encodeManager().nTotalAudiosize, 441 * 8);
 
-    factory->audio->fail("device gone");
+    factory->screen->emitFrame(101);
+    now = 101;
+    factory->audio->emitAudio(441);
+    const uint64_t before = manager->encodeManager().nTotalAudiosize;
+
+    // The sound server goes away: video goes on, and the sound is tried
+    // again until it is back.
+    int restored = 0;
+    RVAudioRoutingHooks routing;
+    routing.restoreDevices = [&restored] {
+        ++restored;
+    };
+    manager->setAudioRouting(routing);
+    factory->audio->fail("the sound server went away");
     EXPECT_TRUE(manager->hasAudioSession()) << "handled off the main thread";
     runPosted();
     EXPECT_FALSE(manager->hasAudioSession());
+    EXPECT_TRUE(manager->isAudioLost());
     EXPECT_EQ(errors, std::vector<std::string>{"audio"});
     ASSERT_TRUE(manager->hasScreenSession());
-    factory->screen->emitFrame(101);
-    EXPECT_EQ(pushedAfterDrain(), 1u);
+    factory->screen->emitFrame(102);
+    EXPECT_EQ(pushedAfterDrain(), 2u);
+
+    factory->audioUnavailable = true;
+    manager->retryLostAudio();
+    EXPECT_FALSE(manager->hasAudioSession());
+    factory->audioUnavailable = false;
+    now = 103;
+    manager->retryLostAudio();
+    ASSERT_TRUE(manager->hasAudioSession());
+    EXPECT_FALSE(manager->isAudioLost());
+    EXPECT_EQ(restored, 2) << "the devices are restored before each try";
+    EXPECT_EQ(errors.size(), 1u);
+
+    // Its first sound comes after the two seconds without: they are silence.
+    factory->audio->emitAudio(441);
+    const double pushedSeconds =
+        static_cast<double>(manager->encodeManager().nTotalAudiosize - before) / 8.0 / 44100.0;
+    EXPECT_NEAR(pushedSeconds, 2.0, 0.02);
     manager->stopRecording();
+    EXPECT_FALSE(manager->audioRetryTimer.isValid());
 }
 
 TEST_F(RecordManagerTest, SystemAudioWithoutRoutingRecordsTheSpeakers) {

@@ -1,8 +1,10 @@
 #include "engine/capture/RecordingClock.h"
 
+#include "engine/capture/AudioTimeline.h"
 #include "engine/controller/RecordingRules.h"
 #include "platform/v4l2/V4l2Camera.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
 
@@ -61,6 +63,36 @@ TEST(RecordingClock, PauseBeforeTheFirstFrameKeepsNoStretch) {
     clock.resume(60);
     clock.firstFrame(61);
     EXPECT_DOUBLE_EQ(clock.timestamp(61), 1);
+}
+
+// 20-ms buffers at 48 kHz delivered with their capture times; the timeline
+// must ask for silence only where sound really went missing.
+TEST(AudioTimeline, SilenceOnlyForSoundThatNeverArrived) {
+    constexpr int kRate = 48000, kBuffer = 960;
+    AudioTimeline timeline;
+    double t = 0.02;
+    int64_t silence = 0;
+    for (int i = 0; i < 100; ++i, t += 0.02) {
+        // Deliveries up to 200 ms late and then caught up are jitter.
+        const double late = (i % 10 == 5) ? 0.2 : 0;
+        silence += timeline.place(1000, t + late, kBuffer, kRate);
+    }
+    EXPECT_EQ(silence, 0) << "jitter was taken for lost sound";
+
+    // The server is gone for 3 s: the first buffer after it asks for them.
+    t += 3;
+    const int64_t gap = timeline.place(1000, t, kBuffer, kRate);
+    EXPECT_NEAR(static_cast<double>(gap), 3.0 * kRate, kBuffer);
+    EXPECT_EQ(timeline.place(1000, t + 0.02, kBuffer, kRate), 0) << "the gap was filled twice";
+    EXPECT_NEAR(static_cast<double>(timeline.framesPlaced()), (t + 0.02) * kRate, kBuffer);
+
+    // A new stretch (after a pause) anchors afresh: the paused time is not
+    // asked for; nor is a clock that jumped by days.
+    EXPECT_EQ(timeline.place(2000, t + 60, kBuffer, kRate), 0);
+    EXPECT_EQ(timeline.place(2000, t + 60 + 3 * 86400, kBuffer, kRate), 0);
+    // Nonsense in, nothing out.
+    EXPECT_EQ(timeline.place(2000, t + 90, 0, kRate), 0);
+    EXPECT_EQ(timeline.place(2000, std::nan(""), kBuffer, kRate), 0);
 }
 
 TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
