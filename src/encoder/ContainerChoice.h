@@ -13,7 +13,7 @@ struct ContainerChoice {
     bool allowBFrames = true;        // false where the container has no composition times
     AudioCodec audio = AudioCodec::None;
     // MPEG-4 family: written as 1 s fragments while recording (a killed process
-    // leaves a playable file) and rewritten as a fast-start file when finished.
+    // leaves a playable file) and indexed as an ordinary file when finished.
     bool fragmented = false;
     // WAV: the RIFF and data sizes are rewritten at every flush so the header
     // stays valid while the file grows.

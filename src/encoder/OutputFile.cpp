@@ -20,6 +20,15 @@ constexpr int64_t kOnePassAboveBytes = 64 * 1000 * 1000;
 // from holding the other one in memory, out of reach of a crash-safe flush.
 constexpr int64_t kMaxInterleaveUs = 1000000;
 
+// Until both streams have given a packet, the muxer waits for the missing one
+// whatever the distance, so that the first packet written is the earliest of
+// both: the codecs start at different delays, and a muxer that saw one stream
+// first would shift by it and clamp (MP4) or refuse (FLV) the other's earlier
+// packets. Four seconds cover the video encoder's own delay at the lowest
+// frame rates; a stream that has not started by then (a sound source that
+// failed) stops the wait, which holds the only media a kill could lose.
+constexpr int64_t kMaxWaitForOtherStreamUs = 4000000;
+
 int addStream(AVFormatContext* ctx, const AVCodecContext* enc) {
     AVStream* st = avformat_new_stream(ctx, nullptr);
     if (!st || avcodec_parameters_from_context(st->codecpar, enc) < 0)
@@ -36,6 +45,7 @@ int OutputFile::open(const std::string& path, const ContainerChoice& choice, con
     path_ = path;
     videoIndex_ = audioIndex_ = -1;
     lastFlushUs_ = 0;
+    firstEndUs_ = INT64_MAX;
     videoPackets_ = audioPackets_ = 0;
     AVFormatContext* raw = nullptr;
     if (avformat_alloc_output_context2(&raw, nullptr, choice.muxerName, path.c_str()) < 0 || !raw)
@@ -45,7 +55,7 @@ int OutputFile::open(const std::string& path, const ContainerChoice& choice, con
         return ME_ERR_ENCODER;
     if (audio && (audioIndex_ = addStream(raw, audio)) < 0)
         return ME_ERR_ENCODER;
-    raw->max_interleave_delta = kMaxInterleaveUs;
+    raw->max_interleave_delta = videoIndex_ >= 0 && audioIndex_ >= 0 ? 0 : kMaxInterleaveUs;
     if (avio_open(&raw->pb, path.c_str(), AVIO_FLAG_WRITE) < 0) {
         log("cannot create %s", path.c_str());
         ctx_.reset();
@@ -82,6 +92,11 @@ int OutputFile::write(AVPacket* packet, bool isVideo, AVRational timeBase) {
     av_packet_rescale_ts(packet, timeBase, st->time_base);
     packet->stream_index = index;
     ++(isVideo ? videoPackets_ : audioPackets_);
+    if (ctx_->max_interleave_delta == 0) {
+        firstEndUs_ = std::min(firstEndUs_, endUs);
+        if ((videoPackets_ > 0 && audioPackets_ > 0) || endUs - firstEndUs_ > kMaxWaitForOtherStreamUs)
+            ctx_->max_interleave_delta = kMaxInterleaveUs;
+    }
     const int ret = av_interleaved_write_frame(ctx_.get(), packet);
     if (ret < 0 || ctx_->pb->error < 0) {
         markFailed("write", ret < 0 ? ret : ctx_->pb->error);
@@ -136,7 +151,7 @@ int OutputFile::finish() {
     return failed_ ? ME_ERR_IO : ME_OK;
 }
 
-int rewriteAsFastStart(const FastStartJob& job) {
+int rewriteAsFastStart(const FinishJob& job) {
     const std::string& path = job.path;
     using Clock = std::chrono::steady_clock;
     const auto started = Clock::now();
@@ -213,6 +228,13 @@ int rewriteAsFastStart(const FastStartJob& job) {
         return ME_ERR_IO;
     }
     return ME_OK;
+}
+
+int finishFragmentedFile(const FinishJob& job) {
+    const int ret = writeIndexAtEnd(job);
+    if (ret != ME_ERR_ENCODER)
+        return ret;
+    return rewriteAsFastStart(job);
 }
 
 } // namespace me

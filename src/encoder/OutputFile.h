@@ -2,6 +2,7 @@
 
 #include "ContainerChoice.h"
 #include "FfmpegPtr.h"
+#include "IndexAtEnd.h"
 
 #include <cstdint>
 #include <string>
@@ -48,6 +49,7 @@ private:
     int videoIndex_ = -1;
     int audioIndex_ = -1;
     int64_t lastFlushUs_ = 0;
+    int64_t firstEndUs_ = INT64_MAX; // while waiting for both streams to start
     int64_t wavDataStart_ = 0;
     int64_t size_ = 0;
     int64_t videoPackets_ = 0;
@@ -55,23 +57,15 @@ private:
     bool failed_ = false;
 };
 
-// A finished fragmented MPEG-4 file to be rewritten as an ordinary one with
-// its index at the front ("fast start").
-struct FastStartJob {
-    std::string path;
-    const char* muxerName = nullptr;
-    // The audio codec's priming (encoder delay) at the start of this file; 0
-    // for a part that does not start the recording.
-    int64_t audioPrimingSamples = 0;
-    int64_t videoPackets = 0; // bound the size of the index
-    int64_t audioPackets = 0;
-};
-
 // Rewrites through a hidden temporary file next to it that then replaces it.
 // On any failure the fragmented file is left as it is (it plays). Large files
 // are written in one pass, into index space reserved at the front; small ones
 // with a second pass that moves the index, which wastes no space. Logs
 // progress when it takes more than a second. Any thread.
-int rewriteAsFastStart(const FastStartJob& job);
+int rewriteAsFastStart(const FinishJob& job);
+
+// writeIndexAtEnd, and when the file is not one it can read, the slower
+// rewrite. Any thread.
+int finishFragmentedFile(const FinishJob& job);
 
 } // namespace me

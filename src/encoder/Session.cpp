@@ -116,6 +116,10 @@ int Session::pushVideo(const EncoderVideoFrame* frame, int64_t timestampMs) {
     if (timestampMs < 0 || (lastTimestampMs_ >= 0 && timestampMs > lastTimestampMs_ + kMaxTimestampJumpMs))
         return ME_ERR_ARGUMENT;
     lastTimestampMs_ = std::max(lastTimestampMs_, timestampMs);
+    slotFreed_.wait_for(lock, kPushWait,
+                        [this] { return !freeVideo_.empty() || state_ != State::Running || videoEnded_; });
+    if (state_ != State::Running || videoEnded_)
+        return ME_ERR_STATE;
     if (freeVideo_.empty()) {
         if (shouldLogDrop(++droppedVideo_, lastDropLog_))
             log("encoder behind: video queue full, %llu frames dropped so far",
@@ -154,6 +158,10 @@ int Session::pushAudio(const EncoderAudioFrame* frame) {
         frame->dataLength > maxBytes)
         return ME_ERR_ARGUMENT;
     const int frames = static_cast<int>(frame->dataLength / frameBytes);
+    slotFreed_.wait_for(lock, kPushWait,
+                        [this] { return !freeAudio_.empty() || state_ != State::Running || audioEnded_; });
+    if (state_ != State::Running || audioEnded_)
+        return ME_ERR_STATE;
     if (freeAudio_.empty()) {
         pendingSilence_ += frames;
         if (shouldLogDrop(++droppedAudio_, lastDropLog_))
@@ -187,6 +195,7 @@ int Session::endVideo() {
         return ME_ERR_STATE;
     videoEnded_ = true;
     wake_.notify_one();
+    slotFreed_.notify_all();
     return ME_OK;
 }
 
@@ -196,6 +205,7 @@ int Session::endAudio() {
         return ME_ERR_STATE;
     audioEnded_ = true;
     wake_.notify_one();
+    slotFreed_.notify_all();
     return ME_OK;
 }
 
@@ -214,6 +224,7 @@ int Session::close() {
     videoEnded_ = true;
     audioEnded_ = true;
     wake_.notify_one();
+    slotFreed_.notify_all();
     lock.unlock();
     if (running && worker_.joinable())
         worker_.join();
@@ -274,6 +285,8 @@ void Session::run() {
         std::lock_guard lock(mutex_);
         for (std::size_t i = 0; i < audioCount; ++i)
             freeAudio_.push_back(audioBatch_[i]);
+        if (audioCount > 0)
+            slotFreed_.notify_all();
     }
     finishStatus_ = muxer_.finish();
     logSummary();
@@ -322,6 +335,7 @@ void Session::encodeVideo(int slot, int64_t index) {
 void Session::releaseVideoSlot(int slot) {
     std::lock_guard lock(mutex_);
     freeVideo_.push_back(slot);
+    slotFreed_.notify_all();
 }
 
 void Session::logSummary() {

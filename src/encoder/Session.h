@@ -44,7 +44,9 @@ private:
 // One recording: the settings, the bounded queues between the pushing
 // threads and the encode thread, and that thread.
 //
-// Overflow policy (the encoder falls behind):
+// Overflow policy (the encoder falls behind): a push first waits, up to
+// kPushWait, for the encode thread to free a slot, so that media pushed
+// faster than real time is all kept. Only then:
 //  - video: a push that finds no free frame of the pool is dropped and
 //    counted (ME_DROPPED); the previous frame is repeated in its place, so
 //    the file keeps its constant rate and length;
@@ -63,6 +65,12 @@ public:
     static constexpr int kVideoPoolFrames = 10;
     // Capture sources deliver 10-25 ms per buffer: several seconds of audio.
     static constexpr int kAudioPoolChunks = 512;
+    // How long a push waits for a free slot. Longer than x264's slowest frame
+    // and a disk's pause at the end of a fragment, so that a file pushed
+    // faster than real time keeps every frame; short enough that a capture
+    // thread is never held up for long by an encoder that cannot keep up
+    // (the engine's own queue then decides what to drop, and shows it).
+    static constexpr std::chrono::milliseconds kPushWait{500};
     // A timestamp this far past the latest one is a broken clock; anything
     // shorter is a real gap (a machine that slept, a stalled grab).
     static constexpr int64_t kMaxTimestampJumpMs = int64_t{7} * 24 * 3600 * 1000;
@@ -119,6 +127,7 @@ private:
 
     std::mutex mutex_; // guards everything below up to the worker's own state
     std::condition_variable wake_;
+    std::condition_variable slotFreed_; // a pool slot came back, or the session ends
     State state_ = State::Configuring;
     std::string path_;
     int width_ = 0, height_ = 0, outWidth_ = 0, outHeight_ = 0;

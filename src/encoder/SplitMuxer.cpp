@@ -32,13 +32,14 @@ int SplitMuxer::open(const std::string& path, const ContainerChoice& choice, con
     return ret;
 }
 
-FastStartJob SplitMuxer::fastStartJob() const {
-    FastStartJob job;
+FinishJob SplitMuxer::finishJob() const {
+    FinishJob job;
     job.path = file_.path();
     job.muxerName = choice_.muxerName;
     // Only the first part starts with the encoder's priming; later parts
     // start mid-stream.
     job.audioPrimingSamples = part_ == 0 && audio_ ? audio_->initial_padding : 0;
+    job.audioSampleRate = audio_ ? audio_->sample_rate : 0;
     job.videoPackets = file_.videoPackets();
     job.audioPackets = file_.audioPackets();
     return job;
@@ -149,7 +150,7 @@ int SplitMuxer::writeAudioPacket(AVPacket* packet) {
 int SplitMuxer::rotate() {
     const int finished = file_.finish();
     if (finished == ME_OK && choice_.fragmented)
-        finishers_.emplace_back(rewriteAsFastStart, fastStartJob());
+        finishers_.emplace_back(finishFragmentedFile, finishJob());
     ++part_;
     splitPending_ = false;
     partPayload_ = 0;
@@ -208,7 +209,7 @@ int SplitMuxer::finish() {
     if (finished < 0)
         ret = finished;
     else if (choice_.fragmented && !failed_)
-        rewriteAsFastStart(fastStartJob());
+        finishFragmentedFile(finishJob());
     for (std::thread& t : finishers_) {
         if (t.joinable())
             t.join();

@@ -62,7 +62,7 @@ public:
     bool failed() const { return failed_.load(); }
 
 private:
-    FastStartJob fastStartJob() const;
+    FinishJob finishJob() const;
     void armTimeSplit();
     void armSplit(int64_t videoIndex);
     bool sizeLimitReached() const;

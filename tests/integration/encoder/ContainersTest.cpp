@@ -48,6 +48,10 @@ TEST_P(ContainerTest, WritesPlayableFileOfTheRightLength) {
         EXPECT_EQ(decodedVideoFrames(path), 90);
     }
     EXPECT_NEAR(r.duration, o.seconds, 0.1);
+    const std::string ext = c.extension;
+    if (ext == "mp4" || ext == "mov" || ext == "m4v" || ext == "m4a") {
+        EXPECT_EQ(topLevelBoxes(path), "ftyp mdat moov") << "fragments indexed in place at the end";
+    }
     std::string errors;
     EXPECT_EQ(decodeAll(path, &errors), 0) << errors;
     EXPECT_EQ(errors, "");

@@ -95,5 +95,8 @@ int decodedVideoFrames(const std::string& path);
 
 std::string run(const std::string& command, int* status = nullptr);
 bool fileExists(const std::string& path);
+// The four-letter types of the boxes at the top of an MPEG-4 file, in order
+// ("ftyp mdat moov"); what is cut short at the end is left out.
+std::string topLevelBoxes(const std::string& path);
 
 } // namespace enctest

@@ -133,6 +133,52 @@ TEST(LongGaps, APictureThatStopsForOverAMinuteLeavesTheRestOfTheRecordingIntact)
     }
 }
 
+// A push waits for the encoder rather than drop, so media pushed all at once,
+// one stream before the other, is all in the file, in every container.
+TEST(PushOrder, OneStreamPushedWholeBeforeTheOtherKeepsEveryFrameAndSample) {
+    for (const char* ext : {"mp4", "mov", "m4v", "flv", "avi"}) {
+        for (const bool videoFirst : {true, false}) {
+            SCOPED_TRACE(std::string(ext) + (videoFirst ? ", video first" : ", audio first"));
+            const std::string path = freshDir(std::string("push-order-") + ext) + "/x." + ext;
+            RecordingOptions o;
+            o.width = 640;
+            o.height = 360;
+            void* h = startRecording(path, o);
+            ASSERT_NE(h, nullptr);
+            SyntheticVideo video(o.width, o.height);
+            SyntheticAudio audio(o.channels, o.sampleRate);
+            auto pushVideo = [&] {
+                for (int i = 0; i < 90; ++i) {
+                    const EncoderVideoFrame f = video.frame(i);
+                    EXPECT_EQ(apiEncoderPushVideo(h, &f, i * 100 / 3), ME_OK) << i;
+                }
+            };
+            auto pushAudio = [&] {
+                for (int i = 0; i < 3 * 44100 / 441; ++i) {
+                    const EncoderAudioFrame a = audio.next(441);
+                    EXPECT_EQ(apiEncoderPushAudio(h, &a), ME_OK) << i;
+                }
+            };
+            if (videoFirst) {
+                pushVideo();
+                pushAudio();
+            } else {
+                pushAudio();
+                pushVideo();
+            }
+            apiEncodePushVideoTrailer(h);
+            apiEncodePushAudioTrailer(h);
+            while (apiEncodeIsDone(h) != 1)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            EXPECT_EQ(apiEncoderClose(h), ME_OK);
+            std::string errors;
+            EXPECT_EQ(decodeAll(path, &errors), 0) << errors;
+            EXPECT_EQ(decodedVideoFrames(path), 90);
+            EXPECT_NEAR(lastPacketEnd(path, "a"), 3.0, 0.1);
+        }
+    }
+}
+
 TEST(Dimensions, OddSizesLoseTheirLastColumnAndRow) {
     const std::string path = freshDir("odd-size") + "/x.mp4";
     RecordingOptions o;
