@@ -171,8 +171,10 @@ void FrameDeckApp::buildEngine() {
     };
     events.clockTick = [this](const RecordingProgress& progress) {
         const QString time = QString::fromStdString(ProgressTexts::durationText(uint64_t(progress.seconds)));
-        const QString size = QString::fromStdString(
+        QString size = QString::fromStdString(
             ProgressTexts::fileSizeText(progress.bytes, app_.systemFreeSpace().toStdString()));
+        if (progress.droppedFrames > 0)
+            size += " · " + LF("Main_Dropped_Frames", {QString::number(progress.droppedFrames)});
         window_->setDurationTexts(time, size);
         tray_->trayIcon()->setToolTip(LF("Menu_Tray_ToolTip_Recording", {time}));
         app_.recordScreenTimeDuration(progress.seconds, progress.bytes);
@@ -317,6 +319,10 @@ void FrameDeckApp::connectWindow() {
         selection_->stopRecording();
         window_->setRecordingState(RecordingStatus::Idle);
         refreshStateMenuItem();
+    });
+    connect(&app_, &AppDelegate::recordingFinishing, this, [this](const QString&) {
+        window_->setFinishing();
+        tray_->trayIcon()->setToolTip(L("Main_Finishing"));
     });
     connect(&app_, &AppDelegate::durationTextsChanged, w, &MainWindow::setDurationTexts);
     connect(&app_, &AppDelegate::alertRequested, this,

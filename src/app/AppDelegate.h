@@ -134,6 +134,9 @@ signals:
     void languageApplied();
     void recordingStarted();
     void recordingStopped(const QString& path);
+    // The recording has stopped and its file is being finished; recordingStopped
+    // follows once it is complete.
+    void recordingFinishing(const QString& path);
     void recordingPaused(bool paused);
     void alertRequested(const QString& message);
     // The screen kinds: show the selection overlays (and countdown).

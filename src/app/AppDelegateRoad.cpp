@@ -46,6 +46,12 @@ void AppDelegate::recordAfterScreenClicked() {
         stopRoad();
         return;
     }
+    // The last file is still being finished; its end (the list, the state
+    // of the window) comes first.
+    if (recordManager->encodeManager().isFinishing()) {
+        EMLog::showMessage("%s %d the last recording is still being finished", __func__, __LINE__);
+        return;
+    }
     generateMemoryInfo();
     isAutoStop = store_->boolForKey(S::IsAutoStop);
     progressCount_ = 0;
@@ -158,7 +164,19 @@ void AppDelegate::stopRoad() {
         FileListStore::addRecords(
             plistPath(), FileListStore::recordingRecords(outputPath, fileDuration, fileSize, splitSeconds,
                                                          QDateTime::currentDateTime(), isVideo));
-    recordManager->stopRecording();
+    // The file is finished in the background: a long recording must not
+    // freeze the window. Until then the window says so.
+    recordManager->stopRecordingInBackground([this, path = outputPath] {
+        generateMemoryInfo();
+        emit durationTextsChanged("00:00:00",
+                                  QString::asprintf("%.2f MB / %s", 0.0, qPrintable(systemFreeSpace())));
+        emit recordingStopped(path);
+        emit fileListRequested();
+        if (finshpopIndex == 2)
+            emit quitRequested();
+        if (!everyTime)
+            finshpopIndex = 1;
+    });
     if (isAutoStopOnce) {
         store_->setBool(S::IsAutoStop, false);
         isAutoStop = false;
@@ -166,15 +184,8 @@ void AppDelegate::stopRoad() {
     if (isAutoSplitOnce)
         store_->setInteger(S::SplitType, static_cast<long long>(SplitType::None));
     autoStop_Duration = 0;
-    generateMemoryInfo();
-    emit durationTextsChanged("00:00:00",
-                              QString::asprintf("%.2f MB / %s", 0.0, qPrintable(systemFreeSpace())));
-    emit recordingStopped(outputPath);
-    emit fileListRequested();
-    if (finshpopIndex == 2)
-        emit quitRequested();
-    if (!everyTime)
-        finshpopIndex = 1;
+    if (recordManager->encodeManager().isFinishing())
+        emit recordingFinishing(outputPath);
 }
 
 void AppDelegate::pauseOrResumeAction() {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <pthread.h>
 #include <thread>
 
 namespace {
@@ -16,7 +17,9 @@ struct FreeDeleter {
 };
 template <class T> using Malloced = std::unique_ptr<T, FreeDeleter>;
 
-// Video record type of an audio-only recording.
+// How often a finish asks the library whether the file is written: a few
+// milliseconds of delay cost nothing, and the asking is not free.
+constexpr std::chrono::milliseconds kFinishPoll{2};
 
 } // namespace
 
@@ -25,11 +28,14 @@ EncodeManager::EncodeManager(KeyValueStore& settings) : settings_(settings) {
 }
 
 EncodeManager::~EncodeManager() {
+    waitForFinish();
     if (void* h = handle.exchange(nullptr))
         apiEncoderClose(h);
 }
 
 void EncodeManager::initHandle() {
+    // A file still being finished owns the library until it is complete.
+    waitForFinish();
     // The library handle is owned here: one that is replaced is closed, not leaked.
     if (void* old = handle.exchange(apiEncoderCreate()))
         apiEncoderClose(old);
@@ -140,7 +146,9 @@ void EncodeManager::encoderPushVideo(const EncoderVideoFrame* frame, double pts)
     if (!isWorking || !h)
         return;
     const int32_t ret = apiEncoderPushVideo(h, frame, static_cast<int64_t>(pts));
-    if (ret < 0) {
+    // A push that lost the race with a stop (the trailers went first) is
+    // refused by the library; that is the stop working, not an error.
+    if (ret < 0 && isWorking) {
         EMLog::showMessage("错误码:%d ->描述：送入视频数据失败", ret);
         checkPush(ret);
     }
@@ -187,11 +195,11 @@ void EncodeManager::encoderPushAudio(const AudioSampleBuffer& buffer) {
     record->data = reinterpret_cast<const uint8_t*>(output.get());
     record->dataLength = static_cast<uint32_t>(length);
     const int32_t ret = apiEncoderPushAudio(h, record.get());
-    if (ret < 0) {
+    if (ret < 0 && isWorking) {
         EMLog::showMessage("错误码:%d ->描述：送入音频数据失败", ret);
         checkPush(ret);
     }
-    nTotalAudiosize += static_cast<int32_t>(length);
+    nTotalAudiosize += static_cast<int64_t>(length);
 }
 
 double EncodeManager::filesize() {
@@ -207,7 +215,7 @@ double EncodeManager::countRecordedDuration() {
         // 4 bytes a sample times 2 channels; whole seconds by integer steps.
         if (audioSamples == 0)
             return 0;
-        const int32_t total = nTotalAudiosize;
+        const int64_t total = nTotalAudiosize;
         return static_cast<double>(((total / 8) / audioSamples) * 1000);
     }
     return static_cast<double>(encoded);
@@ -226,25 +234,59 @@ void EncodeManager::stopEncoderAudio() {
 }
 
 void EncodeManager::stopEncoderEncode() {
-    if (!isWorking) {
-        EMLog::showMessage("没有编码");
+    waitForFinish();
+    if (void* h = endEncoding())
+        finishAndClose(h);
+}
+
+void EncodeManager::stopEncoderEncodeInBackground(std::function<void()> finished) {
+    waitForFinish();
+    void* h = endEncoding();
+    if (!h) {
+        if (finished)
+            finished();
         return;
     }
+    finishing_ = true;
+    finisher_ = std::thread([this, h, finished = std::move(finished)] {
+        pthread_setname_np(pthread_self(), "EncoderFinisher");
+        finishAndClose(h);
+        finishing_ = false;
+        if (finished)
+            finished();
+    });
+}
+
+void EncodeManager::waitForFinish() {
+    if (finisher_.joinable())
+        finisher_.join();
+}
+
+void* EncodeManager::endEncoding() {
+    if (!isWorking) {
+        EMLog::showMessage("没有编码");
+        return nullptr;
+    }
     isWorking = false;
-    void* h = handle;
+    // Out of the session first: pushes racing with the stop and the clock's
+    // size and duration queries see no handle instead of a closing one.
+    void* h = handle.exchange(nullptr);
     apiEncodePushVideoTrailer(h);
     apiEncodePushAudioTrailer(h);
+    return h;
+}
+
+void EncodeManager::finishAndClose(void* h) {
     // The library answers 1 when everything is written. A negative answer means
     // the handle is gone, and there is nothing left to wait for.
     for (;;) {
         const int32_t done = apiEncodeIsDone(h);
         if (done == 1 || done < 0)
             break;
-        std::this_thread::sleep_for(std::chrono::microseconds(1000));
+        std::this_thread::sleep_for(kFinishPoll);
     }
     const int32_t ret = apiEncoderClose(h);
     if (ret < 0)
         EMLog::showMessage("错误码:%d ->描述：关闭编码器", ret);
     EMLog::showMessage("关闭编码器");
-    handle = nullptr;
 }

@@ -9,6 +9,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 
 class KeyValueStore;
 
@@ -85,6 +86,16 @@ public:
     void stopEncoderAudio();
     // Main thread: trailers, waits until the library is done, closes. Blocks.
     void stopEncoderEncode();
+    // Main thread: the same stop without the wait. The trailers are pushed
+    // and the handle is handed to a thread of its own ("EncoderFinisher"),
+    // which waits while the library finishes the file, closes the handle and
+    // then calls `finished` (on that thread). The next initHandle(), a
+    // blocking stop and the destructor wait for it, so a file is always
+    // complete before anything else touches the session.
+    void stopEncoderEncodeInBackground(std::function<void()> finished);
+    // Main thread: returns once no file is being finished.
+    void waitForFinish();
+    bool isFinishing() const { return finishing_; }
 
     // Properties, in the order the recording controller knows them.
     std::atomic<bool> isWorking{false};
@@ -94,7 +105,8 @@ public:
     int32_t audioBitrate = 0;
     std::atomic<int32_t> audioChannels{0};
     std::atomic<int32_t> audioSamples{0};
-    std::atomic<int32_t> nTotalAudiosize{0};
+    // Bytes of audio pushed: 64-bit, so that hours of audio cannot wrap it.
+    std::atomic<int64_t> nTotalAudiosize{0};
     std::atomic<void*> handle{nullptr};
     std::string outputPath;
     std::atomic<int64_t> videoBitrate{0};
@@ -114,6 +126,12 @@ public:
 
 private:
     void checkPush(int32_t ret);
+    // Pushes the trailers and takes the handle out of the session; null when
+    // nothing was recording.
+    void* endEncoding();
+    static void finishAndClose(void* h);
+    std::thread finisher_;
+    std::atomic<bool> finishing_{false};
     std::atomic<bool> outputFailureReported_{false};
     KeyValueStore& settings_;
     mutable std::mutex imageSizeMutex_;

@@ -294,6 +294,7 @@ void MainWindow::applyKindVisibility() {
 void MainWindow::setRecordingState(RecordingStatus status) {
     status_ = status;
     const bool recording = status != RecordingStatus::Idle;
+    recordButton_->setEnabled(true);
     recordButton_->setText(L(recording ? "Main_Stop_Recording" : "Main_Start_Recording"));
     recordButton_->setIcon(Icons::glyph(recording ? Icons::Glyph::Stop : Icons::Glyph::Record, Qt::white));
     pauseButton_->setVisible(recording);
@@ -302,6 +303,12 @@ void MainWindow::setRecordingState(RecordingStatus status) {
         status == RecordingStatus::Paused ? Icons::Glyph::Resume : Icons::Glyph::Pause, kGlyphColor));
     stateLabel_->setText(L(status == RecordingStatus::Paused ? "Main_Paused" : "Main_Recording"));
     applyKindVisibility();
+}
+
+void MainWindow::setFinishing() {
+    recordButton_->setEnabled(false);
+    pauseButton_->setVisible(false);
+    stateLabel_->setText(L("Main_Finishing"));
 }
 
 void MainWindow::setDurationTexts(const QString& time, const QString& size) {

@@ -27,6 +27,9 @@ public:
 
     // State shown by the window.
     void setRecordingState(RecordingStatus status);
+    // Stopped, with the file still being finished: says so, and the record
+    // button waits until setRecordingState(Idle).
+    void setFinishing();
     void setDurationTexts(const QString& time, const QString& size);
     void setDisplayNames(const QStringList& names, int current);
     void setCameraNames(const QStringList& names, int current);

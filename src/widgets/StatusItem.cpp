@@ -119,6 +119,10 @@ void StatusItem::refreshStateMenuItem(bool infoViewHidden, RecordingStatus recor
 }
 
 void StatusItem::setRecording(bool recording) {
-    if (tray_)
-        tray_->setIcon(Icons::trayIcon(recording));
+    if (!tray_)
+        return;
+    tray_->setIcon(Icons::trayIcon(recording));
+    // The recording's time (or "finishing") no longer applies.
+    if (!recording)
+        tray_->setToolTip(L("Meun_App"));
 }

@@ -52,6 +52,8 @@ protected:
         setAlertPresenter([this](QWidget*, const QString& message) { alerts << message; });
         app = std::make_unique<AppDelegate>(std::make_unique<SettingsStore>(home.path() + "/settings.conf"),
                                             FRAMEDECK_RESOURCE_DIR);
+        QObject::connect(app.get(), &AppDelegate::recordingStarted, [this] { ++started; });
+        QObject::connect(app.get(), &AppDelegate::recordingStopped, [this] { ++stopped; });
         frameDeck = std::make_unique<FrameDeckApp>(*app);
         frameDeck->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&frameDeck->mainWindow()));
@@ -62,6 +64,14 @@ protected:
         setAlertPresenter({});
     }
     unsigned status() { return toInt(frameDeck->recordManager().status.load()); }
+    // Stopped, and the file finished (the window's "Finishing the file…" is
+    // over): what a user waits for before opening the file.
+    bool finishedStop() const {
+        return toInt(frameDeck->recordManager().status.load()) == 0 && stopped == started;
+    }
+    void waitForFinishedStop() {
+        EXPECT_TRUE(QTest::qWaitFor([&] { return finishedStop(); }, 60000)) << "the file was never finished";
+    }
     void chooseKind(int kind) {
         frameDeck->mainWindow().modeButton(kind)->click();
         QTest::qWait(50);
@@ -73,12 +83,15 @@ protected:
         QTest::qWait(milliseconds);
         frameDeck->mainWindow().recordButton()->click();
         EXPECT_EQ(status(), 0u);
+        waitForFinishedStop();
         return app->outputPath;
     }
     QVariantList list() { return FileListStore::readList(AppDelegate::plistPath()); }
 
     TempHome home;
     QStringList alerts;
+    int started = 0; // recordings begun and files finished, as the app signals them
+    int stopped = 0;
     std::unique_ptr<AppDelegate> app;
     std::unique_ptr<FrameDeckApp> frameDeck;
 };

@@ -47,6 +47,8 @@ TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
     QTest::qWait(1500);
     frameDeck->mainWindow().recordButton()->click();
     EXPECT_EQ(status(), 0u);
+    savePicture(&frameDeck->mainWindow(), "main-finishing-en");
+    waitForFinishedStop();
 
     const QString path = app->outputPath;
     ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
@@ -94,6 +96,7 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     QTest::qWait(2000);
     frameDeck->mainWindow().recordButton()->click();
     ASSERT_EQ(status(), 0u);
+    waitForFinishedStop();
 
     const QString path = app->outputPath;
     QProcess size;
@@ -122,6 +125,7 @@ TEST_F(App, TrayStartsAndStopsAndTakesScreenshots) {
     QTest::qWait(1500);
     items[0]->trigger();
     EXPECT_EQ(status(), 0u);
+    waitForFinishedStop();
     ASSERT_EQ(list().size(), 1);
 
     // After the refresh the third item takes the screenshot.
@@ -253,6 +257,7 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
                  QString::number(100 + QRandomGenerator::global()->bounded(800)),
                  QString::number(100 + QRandomGenerator::global()->bounded(600))});
     setrlimit(RLIMIT_FSIZE, &saved);
+    waitForFinishedStop();
     const QString path = app->outputPath;
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts[0], LF("Alert_Output_Failed", {path}));
@@ -268,6 +273,7 @@ TEST_F(App, DeletingTheFileWhileRecordingStopsWithAnAlert) {
     QTest::qWait(500);
     ASSERT_TRUE(QFile::remove(app->outputPath));
     ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 5000));
+    waitForFinishedStop();
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts[0], LF("Alert_Output_Removed", {app->outputPath}));
     EXPECT_TRUE(list().isEmpty()) << "a file that is gone is not listed";
@@ -301,6 +307,7 @@ TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
     // Pretend the ten minutes have passed: the next tick of the clock stops.
     app->autoStop_StartTime -= 601;
     ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 5000));
+    waitForFinishedStop();
     EXPECT_EQ(list().size(), 1);
 }
 

@@ -181,6 +181,7 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
 
     frameDeck->mainWindow().recordButton()->click();
     EXPECT_EQ(status(), 0u);
+    waitForFinishedStop();
     tools->button(C::closeBtn)->click();
     EXPECT_FALSE(tools->isVisible());
     EXPECT_TRUE(tools->drawWindows().empty());

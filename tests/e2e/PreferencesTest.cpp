@@ -155,6 +155,7 @@ TEST_F(Preferences, ARecordedShortcutStartsAndStopsFromAnotherWindow) {
     settle(1500);
     xdotool({"key", "k"});
     waitForStatus([this] { return status(); }, 0);
+    waitForFinishedStop();
     EXPECT_TRUE(probe(app->outputPath).contains("video"));
 
     // The screenshot key (4) lists a picture.

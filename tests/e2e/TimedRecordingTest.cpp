@@ -53,6 +53,7 @@ protected:
         EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
         // A guard against a recording that never stops, not a timing check.
         EXPECT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 120000)) << "it did not stop by itself";
+        waitForFinishedStop();
         return app->outputPath;
     }
     static double duration(const QString& path) { return probe(path).section('\n', -2, -2).toDouble(); }

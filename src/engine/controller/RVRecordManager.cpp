@@ -55,6 +55,10 @@ RVRecordManager::~RVRecordManager() {
     *alive_ = false;
     checkAudioDeviceTimer.invalidate();
     audioRetryTimer.invalidate();
+    // A file still being finished is completed before anything it reports
+    // to goes away.
+    if (encodeManager_)
+        encodeManager_->waitForFinish();
     for (Session& s : sessions_)
         s.source.reset();
     if (encodeManager_ && encodeManager_->isWorking)
@@ -145,6 +149,7 @@ void RVRecordManager::startRecording() {
         host_.recordingStarting();
     isWorking = true;
     clock.reset();
+    droppedAtStart_ = compositor_->droppedFrames();
     lastCaptureError.clear();
     EncodeManager& session = encodeManager();
     session.initHandle();
@@ -234,10 +239,9 @@ void RVRecordManager::resumeRecording() {
     setStatus(RecordingStatus::Resumed);
 }
 
-void RVRecordManager::stopRecording() {
+void RVRecordManager::beginStop() {
     trace(__func__, __LINE__);
     isWorking = false;
-    trace(__func__, __LINE__);
     onScreenWindows.clear();
     desktopElements.clear();
     status = RecordingStatus::Idle;
@@ -245,13 +249,41 @@ void RVRecordManager::stopRecording() {
     // Frames accepted before the stop are still on their way; they belong in
     // the file, ahead of the trailers.
     compositor_->drain();
+}
+
+void RVRecordManager::stopRecording() {
+    beginStop();
     encodeManager().stopEncoderEncode();
-    trace(__func__, __LINE__);
     captrueScreenInputEnable(false);
     if (host_.recordingStopped)
         host_.recordingStopped();
     setStatus(RecordingStatus::Idle);
     trace(__func__, __LINE__);
+}
+
+void RVRecordManager::stopRecordingInBackground(std::function<void()> finished) {
+    if (!host_.runOnMainThread) {
+        stopRecording();
+        if (finished)
+            finished();
+        return;
+    }
+    beginStop();
+    std::weak_ptr<bool> alive = alive_;
+    encodeManager().stopEncoderEncodeInBackground([this, alive, finished = std::move(finished)] {
+        post([this, alive, finished] {
+            if (auto living = alive.lock(); !living || !*living)
+                return;
+            trace("stopRecording", __LINE__);
+            if (host_.recordingStopped)
+                host_.recordingStopped();
+            if (finished)
+                finished();
+        });
+    });
+    // The grab ends now: nothing it takes would reach the file.
+    captrueScreenInputEnable(false);
+    setStatus(RecordingStatus::Idle);
 }
 
 void RVRecordManager::stopCapture() {
@@ -267,6 +299,7 @@ void RVRecordManager::timerDurationTimeOut() {
         return;
     }
     progress.bytes = session.filesize();
+    progress.droppedFrames = compositor_->droppedFrames() - droppedAtStart_;
     if (host_.clockTick)
         host_.clockTick(progress);
     // Writes into a file whose name was deleted (or whose folder was) still

@@ -38,6 +38,8 @@ struct RecordingProgress {
     long long seconds = 0;
     // Bytes written so far, as the encoder reports them.
     double bytes = 0;
+    // Frames of this recording let go because the encoder could not keep up.
+    uint64_t droppedFrames = 0;
 };
 
 // What the recording controller tells its host, and the little it asks.
@@ -147,7 +149,14 @@ public:
     void startRecording();
     void pauseRecording();
     void resumeRecording();
+    // Stops and returns once the file is complete (framedeck record, tests).
     void stopRecording();
+    // Stops at once and finishes the file in the background, so that a long
+    // recording never freezes the interface: when this returns the status
+    // is idle and the capture has ended; `recordingStopped`, then `finished`,
+    // follow on the main thread once the file is complete. Without a way to
+    // the main thread it is the blocking stop.
+    void stopRecordingInBackground(std::function<void()> finished);
     void stopCapture();
     void timerDurationTimeOut();
     void switchRecordType(RecordAudioType recordAudioType);
@@ -223,6 +232,8 @@ private:
     void chooseImageSize();
     std::string audioInputDevice(RecordAudioType recordAudioType) const;
     void endAudioRetry();
+    // The part of a stop before the file is finished.
+    void beginStop();
 
     std::unique_ptr<CaptureFactory> factory_;
     std::unique_ptr<EncodeManager> encodeManager_;
@@ -231,6 +242,7 @@ private:
     RVRecordHost host_;
     RVAudioRoutingHooks routing_;
     std::unique_ptr<FrameCompositor> compositor_;
+    uint64_t droppedAtStart_ = 0; // the compositor counts for its whole life
     Session sessions_[3];
     uint64_t nextSerial_ = 1;
     RVScreen screen_;

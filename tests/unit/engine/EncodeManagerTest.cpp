@@ -7,6 +7,8 @@
 #include "core/EMLog.h"
 #include "core/KeyValueStore.h"
 
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -214,6 +216,9 @@ TEST_F(EncodeManagerTest, AudioOnlyDurationMovesInWholeSeconds) {
     EXPECT_EQ(m.countRecordedDuration(), 0.0);
     m.nTotalAudiosize = 352800 * 3 + 100;
     EXPECT_EQ(m.countRecordedDuration(), 3000.0);
+    // Ten hours are beyond 32 bits of bytes; the duration must still be right.
+    m.nTotalAudiosize = int64_t{352800} * 36000;
+    EXPECT_EQ(m.countRecordedDuration(), 36000.0 * 1000);
     EXPECT_TRUE(fakeEncoder().called("GetEncodedTimestamp")); // asked even when unused
     videoType = RecordVideoType::FullScreen;
     EXPECT_EQ(m.countRecordedDuration(), 777.0);
@@ -273,3 +278,25 @@ TEST_F(EncodeManagerTest, SettingsChangeWhileCaptureThreadsReadThem) {
 }
 
 } // namespace
+
+TEST_F(EncodeManagerTest, BackgroundStopFinishesOffTheCallingThreadBeforeTheNextStart) {
+    EncodeManager m(settings_);
+    m.setOutputPath("/v/a.mp4");
+    start(m);
+    fakeEncoder().isDonePollsBeforeDone = 20;
+    std::atomic<std::thread::id> finishedOn{};
+    m.stopEncoderEncodeInBackground([&] { finishedOn = std::this_thread::get_id(); });
+    EXPECT_FALSE(m.isWorking);
+    EXPECT_EQ(m.handle.load(), nullptr) << "pushes and queries could reach a closing handle";
+    // The next start waits for the finish: the old handle is closed, once,
+    // before the new one is made.
+    m.initHandle();
+    EXPECT_FALSE(m.isFinishing());
+    EXPECT_NE(finishedOn.load(), std::thread::id{});
+    EXPECT_NE(finishedOn.load(), std::this_thread::get_id());
+    const Calls& calls = fakeEncoder().calls;
+    ASSERT_GE(calls.size(), 4u);
+    EXPECT_EQ(calls[calls.size() - 2], "Close");
+    EXPECT_EQ(calls.back(), "Create");
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "Close"), 1);
+}
