@@ -1,14 +1,13 @@
 #include "platform/x11input/ClickListener.h"
 
+#include "EventLog.h"
 #include "overlays/ArrowCursor.h"
 #include "overlays/FrameDecorator.h"
 
 #include <QImage>
-#include <condition_variable>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
-#include <mutex>
 #include <vector>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -24,25 +23,7 @@ struct Click {
     std::optional<RootPointer> at;
 };
 
-// Collects the clicks the listener reports, for the test thread to wait on.
-struct ClickLog {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<Click> clicks;
-
-    void add(int button, std::optional<RootPointer> at) {
-        std::lock_guard lock(mutex);
-        clicks.push_back({button, at});
-        changed.notify_all();
-    }
-    // Waits for the n-th click; a listener that never reports one is caught
-    // by the test's own time-out.
-    Click waitFor(std::size_t n) {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return clicks.size() >= n; });
-        return clicks[n - 1];
-    }
-};
+using ClickLog = EventLog<Click>;
 
 // Injects pointer moves and clicks through XTEST, as xdotool does.
 struct FakeInput {
@@ -76,7 +57,7 @@ protected:
 
 TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNotTheWheel) {
     ClickLog log;
-    ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add(button, at); });
+    ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add({button, at}); });
     ASSERT_TRUE(listener.start());
 
     FakeInput input;
@@ -108,7 +89,7 @@ TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNot
     EXPECT_FALSE(listener.isRunning());
     input.click(1);
     std::lock_guard lock(log.mutex);
-    EXPECT_EQ(log.clicks.size(), 2u) << "no reports after stop";
+    EXPECT_EQ(log.events.size(), 2u) << "no reports after stop";
 }
 
 TEST_F(ClickListenerOnDesktop, ADesktopClickDrawsTheRingAroundTheCursorInTheNextFrame) {
@@ -116,7 +97,7 @@ TEST_F(ClickListenerOnDesktop, ADesktopClickDrawsTheRingAroundTheCursorInTheNext
     ClickLog log;
     ClickListener listener([&](int button, std::optional<RootPointer> at) {
         clicks.click();
-        log.add(button, at);
+        log.add({button, at});
     });
     ASSERT_TRUE(listener.start());
     FakeInput input;

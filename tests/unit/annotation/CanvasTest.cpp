@@ -1,8 +1,8 @@
 // DrawTouchPointView driven with the mouse and the keyboard on Qt's offscreen
 // platform; what it drew is read back from its snapshot.
-#include "OffscreenApp.h"
 #include "annotation/CanvasTextField.h"
 #include "annotation/DrawTouchPointView.h"
+#include "unit/OffscreenApp.h"
 
 #include <QApplication>
 #include <QDir>

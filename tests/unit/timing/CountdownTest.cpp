@@ -2,8 +2,8 @@
 #include "timing/CircleCounter.h"
 #include "timing/CircleDownCounter.h"
 #include "timing/CountdownPictures.h"
+#include "unit/OffscreenApp.h"
 
-#include <QApplication>
 #include <gtest/gtest.h>
 
 namespace {
@@ -127,24 +127,6 @@ TEST(CircleCounter, TenthsRunDownWithTheSmallerInterval) {
     EXPECT_EQ(r.finished, 1);
 }
 
-// The badge views need an application; it goes before Qt's own globals do.
-class OffscreenApp : public ::testing::Environment {
-public:
-    void SetUp() override {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "unit_timing";
-        static char* argv[] = {name, nullptr};
-        app_ = new QApplication(argc, argv);
-    }
-    void TearDown() override {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        delete app_;
-    }
-
-private:
-    QApplication* app_ = nullptr;
-};
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
 class CountdownView : public ::testing::Test {};

@@ -1,28 +1,21 @@
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
+#include "unit/OffscreenApp.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QFile>
 #include <QPushButton>
 #include <gtest/gtest.h>
 
 namespace {
 
-int argc = 1;
-char arg0[] = "unit_widgets";
-char* argv[] = {arg0, nullptr};
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
 struct FileListWindow : ::testing::Test {
-    static void SetUpTestSuite() {
-        if (!qEnvironmentVariableIsSet("DISPLAY"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        static QApplication app(argc, argv);
-    }
     TempHome home;
     std::unique_ptr<AppDelegate> app{
         new AppDelegate(std::make_unique<SettingsStore>(home.path() + "/s.conf"), FRAMEDECK_RESOURCE_DIR)};
