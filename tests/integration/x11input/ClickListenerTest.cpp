@@ -1,10 +1,7 @@
 #include "platform/x11input/ClickListener.h"
 
 #include "EventLog.h"
-#include "overlays/ArrowCursor.h"
-#include "overlays/FrameDecorator.h"
 
-#include <QImage>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
@@ -90,45 +87,6 @@ TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNot
     input.click(1);
     std::lock_guard lock(log.mutex);
     EXPECT_EQ(log.events.size(), 2u) << "no reports after stop";
-}
-
-TEST_F(ClickListenerOnDesktop, ADesktopClickDrawsTheRingAroundTheCursorInTheNextFrame) {
-    CursorClickState clicks;
-    ClickLog log;
-    ClickListener listener([&](int button, std::optional<RootPointer> at) {
-        clicks.click();
-        log.add({button, at});
-    });
-    ASSERT_TRUE(listener.start());
-    FakeInput input;
-    input.moveTo(700, 300);
-    input.click(1);
-    log.waitFor(1);
-
-    // A 400 x 300 area whose top-left corner is at (500, 200) of the root
-    // window, on a 1920 x 1080 screen.
-    const ScreenRect screen{0, 0, 1920, 1080};
-    PointerReader reader;
-    const auto at = reader.position();
-    ASSERT_TRUE(at);
-    WatermarkState noWatermark;
-    FrameDecorator decorator(clicks, noWatermark);
-    QImage frame(400, 300, QImage::Format_ARGB32_Premultiplied);
-    frame.fill(Qt::black);
-    decorator.appendMouseCursor({frame.bits(), 400, 300, static_cast<int>(frame.bytesPerLine())},
-                                {screenPointFromRoot(at->x, at->y, screen),
-                                 screenRectFromRoot({500, 200, 400, 300}, screen),
-                                 {false, true, true}});
-
-    // The arrow's tip on the pointer, (200, 100) inside the area; the ring
-    // (radius 10) around the middle of the arrow picture.
-    EXPECT_NE(frame.pixel(200, 100), qRgb(0, 0, 0));
-    const ArrowCursor& arrow = arrowCursor();
-    const int middleX = 200 - arrow.hotSpot.x() + arrow.image.width() / 2;
-    const int middleY = 100 - arrow.hotSpot.y() + arrow.image.height() / 2;
-    EXPECT_EQ(qBlue(frame.pixel(middleX + 20, middleY)), 0) << "outside the ring";
-    EXPECT_GT(qBlue(frame.pixel(middleX + 10, middleY)), 150) << "on the ring";
-    EXPECT_EQ(clicks.load().cursorEffectWidth, 32);
 }
 
 TEST_F(ClickListenerOnDesktop, FailsCleanlyWithoutADisplay) {

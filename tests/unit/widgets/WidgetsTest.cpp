@@ -120,36 +120,19 @@ TEST_F(FileListWindow, OpeningRevealingAndMissingFiles) {
     EXPECT_EQ(opened.size(), 1);
 }
 
-TEST_F(FileListWindow, LanguageSwitchRetitlesTheOpenWindow) {
-    FileListWindowController window;
-    app->setLange(1);
-    EXPECT_EQ(window.windowTitle(), L("FileList"));
-    EXPECT_EQ(window.tableView->horizontalHeaderItem(0)->text(), L("FileName"));
-    const QString simplified = window.windowTitle();
-    app->setLange(2);
-    EXPECT_NE(window.windowTitle(), simplified);
-    app->setLange(0);
-    EXPECT_EQ(window.deletedBtn->text(), "Delete");
-}
-
 TEST_F(FileListWindow, TrayItemsFollowTheRecordingState) {
     QStringList calls;
+    const auto note = [&](const char* name) -> std::function<void()> {
+        return [&calls, name] {
+            calls << name;
+        };
+    };
     StatusItem::Actions actions;
-    actions.recordScreenClicked = [&] {
-        calls << "record";
-    };
-    actions.pauseOrResumeAction = [&] {
-        calls << "pause";
-    };
-    actions.OnorOffCaptrueCamera = [&] {
-        calls << "camera";
-    };
-    actions.screenshort = [&] {
-        calls << "screenshot";
-    };
-    actions.showDoodleToolAction = [&] {
-        calls << "doodle";
-    };
+    actions.recordScreenClicked = note("record");
+    actions.pauseOrResumeAction = note("pause");
+    actions.OnorOffCaptrueCamera = note("camera");
+    actions.screenshort = note("screenshot");
+    actions.showDoodleToolAction = note("doodle");
     StatusItem tray(app->settings(), actions);
     tray.addStatusItem();
     const auto& items = tray.stateItems();
