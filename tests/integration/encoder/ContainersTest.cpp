@@ -27,20 +27,20 @@ TEST_P(ContainerTest, WritesPlayableFileOfTheRightLength) {
     o.seconds = 3.0;
     recordFile(path, o);
 
-    const ProbeResult r = probe(path);
-    ASSERT_TRUE(r.ok) << path;
+    const probe::Media r = probe::probe(path);
+    ASSERT_FALSE(r.streams.empty()) << path;
     ASSERT_EQ(r.streams.size(), o.video ? 2u : 1u);
-    const StreamInfo* audio = r.find("audio");
+    const probe::Stream* audio = r.stream("audio");
     ASSERT_NE(audio, nullptr);
-    EXPECT_EQ(audio->codecName, c.audioCodec);
+    EXPECT_EQ(audio->codec, c.audioCodec);
     EXPECT_EQ(audio->sampleRate, 44100);
     EXPECT_EQ(audio->channels, 2);
     const double audioEnd = lastPacketEnd(path, "a");
     EXPECT_NEAR(audioEnd, o.seconds, 0.1) << "audio length";
     if (o.video) {
-        const StreamInfo* video = r.find("video");
+        const probe::Stream* video = r.stream("video");
         ASSERT_NE(video, nullptr);
-        EXPECT_EQ(video->codecName, c.videoCodec);
+        EXPECT_EQ(video->codec, c.videoCodec);
         EXPECT_EQ(video->width, 320);
         EXPECT_EQ(video->height, 240);
         EXPECT_NEAR(lastPacketEnd(path, "v"), o.seconds, 0.1) << "video length";

@@ -68,8 +68,8 @@ TEST(CrashSafety, KilledRecordingLeavesPlayableFileInEveryContainer) {
     }
     auto expectKept = [](const std::string& path, const Child& c) {
         SCOPED_TRACE(path);
-        const ProbeResult r = probe(path);
-        ASSERT_TRUE(r.ok);
+        const probe::Media r = probe::probe(path);
+        ASSERT_FALSE(r.streams.empty());
         const double killedAt = static_cast<double>(c.pushedMs) / 1000.0;
         EXPECT_EQ(decodeAll(path), 0);
         EXPECT_GE(lastPacketEnd(path, "a"), killedAt - 2.0) << "audio kept";
@@ -104,10 +104,8 @@ TEST(CrashSafety, KilledRecordingLeavesPlayableFileInEveryContainer) {
         EXPECT_EQ(me::writeIndexAtEnd(job), ME_OK) << whole;
         EXPECT_EQ(topLevelBoxes(whole), "ftyp mdat moov");
         expectKept(whole, c);
-        const ProbeResult r = probe(whole);
-        for (const StreamInfo& s : r.streams)
-            EXPECT_NEAR(s.startTime, 0.0, 0.001)
-                << whole << " " << s.codecType << ": priming and delay hidden";
+        for (const probe::Stream& s : probe::probe(whole).streams)
+            EXPECT_NEAR(s.startTime, 0.0, 0.001) << whole << " " << s.type << ": priming and delay hidden";
     }
 }
 

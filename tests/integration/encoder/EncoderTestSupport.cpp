@@ -1,13 +1,10 @@
 #include "EncoderTestSupport.h"
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <map>
 #include <sstream>
-#include <sys/wait.h>
 #include <thread>
 
 namespace enctest {
@@ -134,24 +131,6 @@ std::string freshDir(const std::string& name) {
     return dir.string();
 }
 
-std::string run(const std::string& command, int* status) {
-    std::string out;
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) {
-        if (status)
-            *status = -1;
-        return out;
-    }
-    char buf[4096];
-    std::size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        out.append(buf, n);
-    const int rc = pclose(p);
-    if (status)
-        *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    return out;
-}
-
 bool fileExists(const std::string& path) {
     return std::filesystem::exists(path);
 }
@@ -182,14 +161,6 @@ std::string topLevelBoxes(const std::string& path) {
     return types;
 }
 
-const StreamInfo* ProbeResult::find(const std::string& type) const {
-    for (const StreamInfo& s : streams) {
-        if (s.codecType == type)
-            return &s;
-    }
-    return nullptr;
-}
-
 namespace {
 
 double toDouble(const std::string& v) {
@@ -197,43 +168,6 @@ double toDouble(const std::string& v) {
 }
 
 } // namespace
-
-ProbeResult probe(const std::string& path) {
-    // "flat" output: one key=value per line, e.g. streams.stream.0.codec_name="h264".
-    int status = 0;
-    const std::string out =
-        run("ffprobe -v error -of flat -show_entries stream=codec_type,codec_name,start_time,"
-            "duration,width,height,sample_rate,channels:format=format_name,duration '" +
-                path + "' 2>/dev/null",
-            &status);
-    ProbeResult r;
-    r.ok = status == 0;
-    std::map<std::string, std::string> values;
-    std::istringstream in(out);
-    for (std::string line; std::getline(in, line);) {
-        const auto eq = line.find('=');
-        std::string value = line.substr(eq + 1);
-        if (value.size() >= 2 && value.front() == '"')
-            value = value.substr(1, value.size() - 2);
-        values[line.substr(0, eq)] = value;
-    }
-    r.formatName = values["format.format_name"];
-    r.duration = toDouble(values["format.duration"]);
-    for (int i = 0; values.count("streams.stream." + std::to_string(i) + ".codec_type"); ++i) {
-        const std::string k = "streams.stream." + std::to_string(i) + ".";
-        StreamInfo st;
-        st.codecType = values[k + "codec_type"];
-        st.codecName = values[k + "codec_name"];
-        st.startTime = toDouble(values[k + "start_time"]);
-        st.duration = toDouble(values[k + "duration"]);
-        st.width = static_cast<int>(toDouble(values[k + "width"]));
-        st.height = static_cast<int>(toDouble(values[k + "height"]));
-        st.sampleRate = static_cast<int>(toDouble(values[k + "sample_rate"]));
-        st.channels = static_cast<int>(toDouble(values[k + "channels"]));
-        r.streams.push_back(st);
-    }
-    return r;
-}
 
 double lastPacketEnd(const std::string& path, const char* type) {
     const std::string out =

@@ -1,15 +1,19 @@
 #pragma once
 
 // Synthetic media for the encoder tests, a driver for the C interface, and
-// probes that ask the real ffprobe / ffmpeg what a file holds.
+// probes that ask the real ffprobe / ffmpeg what a file holds (the stream
+// list comes from the recording tests' MediaProbe).
 
 #include "MediaEncoder.h"
+#include "integration/recording/MediaProbe.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace enctest {
+
+using probe::run;
 
 // A 32-bit BGRA picture whose content changes with `index` (a moving bar over
 // a gradient, or noise when `noise` is set: noise defeats compression, which
@@ -67,23 +71,6 @@ void recordFile(const std::string& path, const RecordingOptions& o);
 // A folder under the build tree, emptied at creation.
 std::string freshDir(const std::string& name);
 
-struct StreamInfo {
-    std::string codecType; // "video" / "audio"
-    std::string codecName;
-    double startTime = -1;
-    double duration = -1; // -1 when the container does not say
-    int width = 0, height = 0, sampleRate = 0, channels = 0;
-};
-
-struct ProbeResult {
-    bool ok = false;
-    std::string formatName;
-    double duration = -1;
-    std::vector<StreamInfo> streams;
-    const StreamInfo* find(const std::string& type) const;
-};
-
-ProbeResult probe(const std::string& path);
 // End of the last packet of the first stream of `type` ("v" or "a"), in
 // seconds; -1 when there is none.
 double lastPacketEnd(const std::string& path, const char* type);
@@ -93,7 +80,6 @@ int decodeAll(const std::string& path, std::string* errors = nullptr);
 // Number of video frames decoded from the file.
 int decodedVideoFrames(const std::string& path);
 
-std::string run(const std::string& command, int* status = nullptr);
 bool fileExists(const std::string& path);
 // The four-letter types of the boxes at the top of an MPEG-4 file, in order
 // ("ftyp mdat moov"); what is cut short at the end is left out.

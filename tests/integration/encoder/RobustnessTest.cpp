@@ -186,10 +186,10 @@ TEST(Dimensions, OddSizesLoseTheirLastColumnAndRow) {
     o.height = 241;
     o.seconds = 0.5;
     recordFile(path, o);
-    const ProbeResult r = probe(path);
-    ASSERT_NE(r.find("video"), nullptr);
-    EXPECT_EQ(r.find("video")->width, 320);
-    EXPECT_EQ(r.find("video")->height, 240);
+    const probe::Media r = probe::probe(path);
+    ASSERT_NE(r.stream("video"), nullptr);
+    EXPECT_EQ(r.stream("video")->width, 320);
+    EXPECT_EQ(r.stream("video")->height, 240);
 }
 
 // Video and audio from their own threads while the main thread stops, as the

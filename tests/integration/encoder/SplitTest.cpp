@@ -20,18 +20,18 @@ std::vector<std::string> partsOf(const std::string& first) {
 
 // Every part decodes cleanly from its first packet and starts at 0.
 void expectPlayableFromZero(const std::string& part, bool video) {
-    const ProbeResult r = probe(part);
-    ASSERT_TRUE(r.ok) << part;
+    const probe::Media r = probe::probe(part);
+    ASSERT_FALSE(r.streams.empty()) << part;
     std::string errors;
     EXPECT_EQ(decodeAll(part, &errors), 0) << part << errors;
     EXPECT_EQ(errors, "") << part;
-    const StreamInfo* a = r.find("audio");
+    const probe::Stream* a = r.stream("audio");
     ASSERT_NE(a, nullptr) << part;
     if (a->startTime >= 0) {
         EXPECT_NEAR(a->startTime, 0, 0.05) << part;
     }
     if (video) {
-        const StreamInfo* v = r.find("video");
+        const probe::Stream* v = r.stream("video");
         ASSERT_NE(v, nullptr) << part;
         EXPECT_NEAR(v->startTime, 0, 0.001) << part;
     }
@@ -71,9 +71,9 @@ TEST(Split, AudioOnlyRecordingSplitsByTime) {
     double total = 0;
     for (const std::string& part : parts) {
         expectPlayableFromZero(part, false);
-        total += probe(part).duration;
+        total += probe::probe(part).duration;
     }
-    EXPECT_NEAR(probe(parts[0]).duration, 1.0, 0.03);
+    EXPECT_NEAR(probe::probe(parts[0]).duration, 1.0, 0.03);
     EXPECT_NEAR(total, 2.5, 0.03);
 }
 

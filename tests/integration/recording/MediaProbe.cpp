@@ -36,11 +36,11 @@ std::string quote(const std::string& text) {
 
 Media probe(const std::string& file) {
     Media media;
-    const std::string text =
-        run("ffprobe -v error -show_entries "
-            "stream=codec_type,codec_name,width,height,start_time,duration:format=duration "
-            "-of flat " +
-            quote(file));
+    const std::string text = run(
+        "ffprobe -v error -show_entries "
+        "stream=codec_type,codec_name,width,height,sample_rate,channels,start_time,duration:format=duration "
+        "-of flat " +
+        quote(file));
     std::istringstream lines(text);
     std::string line;
     while (std::getline(lines, line)) {
@@ -71,6 +71,10 @@ Media probe(const std::string& file) {
             s.width = std::atoi(value.c_str());
         else if (f == "height")
             s.height = std::atoi(value.c_str());
+        else if (f == "sample_rate")
+            s.sampleRate = std::atoi(value.c_str());
+        else if (f == "channels")
+            s.channels = std::atoi(value.c_str());
         else if (f == "start_time")
             s.startTime = std::atof(value.c_str());
         else if (f == "duration")

@@ -14,6 +14,8 @@ struct Stream {
     std::string codec;
     int width = 0;
     int height = 0;
+    int sampleRate = 0;
+    int channels = 0;
     double startTime = 0;
     double duration = 0;
 };

@@ -1,12 +1,9 @@
 // Screenshots on the private test desktop (scripts/test-desktop run): the
 // main display's picture, `framedeck screenshot`, the region flow driven
 // through XTEST, and the shutter sound on the desktop's sound server.
-#include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
 #include "app/FileListStore.h"
-#include "app/LanguageManager.h"
-#include "app/SettingsStore.h"
 #include "integration/selection/DesktopHelpers.h"
 #include "platform/pulse/SoundPlayer.h"
 #include "selection/RVClipScreenManager.h"
@@ -23,17 +20,6 @@
 namespace {
 
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication>);
-
-// Every pixel of `image` is `colour`.
-bool allPixels(const QImage& image, QRgb colour) {
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if ((image.pixel(x, y) | 0xFF000000u) != colour)
-                return false;
-        }
-    }
-    return !image.isNull();
-}
 
 // Waits until the screen shows `area` all in `colour`: a window of another
 // process is mapped before it is painted and composited, and a screenshot
@@ -57,11 +43,6 @@ void expectImageRecord(const QVariantMap& record, const QString& path) {
 class Screenshots : public ::testing::Test {
 protected:
     void SetUp() override {
-        languageStore_ = std::make_unique<SettingsStore>(home_.path() + "/settings.ini");
-        languageStore_->setInteger("AppLanguage", 0);
-        languageStore_->setBool("isLanguageChanged", true);
-        language_ = std::make_unique<LanguageManager>(*languageStore_, QString(FRAMEDECK_RESOURCE_DIR));
-        LanguageManager::setShared(language_.get());
         QObject::connect(&manager, &RVClipScreenManager::screenshotSaved,
                          [this](const QString& path) { saved = path; });
         QObject::connect(&manager, &RVClipScreenManager::captureCancelled, [this] { cancelled = true; });
@@ -69,7 +50,6 @@ protected:
     void TearDown() override {
         manager.reset();
         settle(200);
-        LanguageManager::setShared(nullptr);
     }
 
     // Starts the region flow and waits until its overlay is on screen.
@@ -86,8 +66,7 @@ protected:
     }
 
     TempHome home_;
-    std::unique_ptr<SettingsStore> languageStore_;
-    std::unique_ptr<LanguageManager> language_;
+    EnglishInterface english_;
     RVClipScreenManager manager;
     QString saved;
     bool cancelled = false;

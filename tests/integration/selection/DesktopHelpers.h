@@ -1,5 +1,9 @@
 #pragma once
 
+#include "TempHome.h"
+#include "app/LanguageManager.h"
+#include "app/SettingsStore.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -91,6 +95,31 @@ private:
         p.waitForFinished(-1);
         EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
     }
+};
+
+// Every pixel of `image` is `colour`.
+inline bool allPixels(const QImage& image, QRgb colour) {
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if ((image.pixel(x, y) | 0xFF000000u) != colour)
+                return false;
+    return !image.isNull();
+}
+
+// The interface in English, from a settings file of its own, while it lives.
+class EnglishInterface {
+public:
+    EnglishInterface() {
+        store_.setInteger("AppLanguage", 0);
+        store_.setBool("isLanguageChanged", true);
+        LanguageManager::setShared(&language_);
+    }
+    ~EnglishInterface() { LanguageManager::setShared(nullptr); }
+
+private:
+    TempHome home_;
+    SettingsStore store_{home_.path() + "/settings.ini"};
+    LanguageManager language_{store_, QString(FRAMEDECK_RESOURCE_DIR)};
 };
 
 // Keeps a picture for a person to look at: build*/test-artifacts/selection/.

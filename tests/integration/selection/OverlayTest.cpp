@@ -1,7 +1,4 @@
 #include "DesktopHelpers.h"
-#include "TempHome.h"
-#include "app/LanguageManager.h"
-#include "app/SettingsStore.h"
 #include "core/KeyValueStore.h"
 #include "selection/RecordingFrameWindow.h"
 #include "selection/Screenshot.h"
@@ -27,11 +24,6 @@ const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironmen
 class Overlay : public ::testing::Test {
 protected:
     void SetUp() override {
-        languageStore_ = std::make_unique<SettingsStore>(home_.path() + "/settings.ini");
-        languageStore_->setInteger("AppLanguage", 0);
-        languageStore_->setBool("isLanguageChanged", true);
-        language_ = std::make_unique<LanguageManager>(*languageStore_, QString(FRAMEDECK_RESOURCE_DIR));
-        LanguageManager::setShared(language_.get());
         QObject::connect(&session, &SelectionSession::regionSelected,
                          [this](const RegionSelection& s) { selected = s; });
         QObject::connect(&session, &SelectionSession::recordingShouldStart, [this](const RegionSelection& s) {
@@ -45,7 +37,6 @@ protected:
     void TearDown() override {
         session.clearRecordWindowControllerArray();
         settle(200);
-        LanguageManager::setShared(nullptr);
     }
 
     void open(int kind, bool countdown = false) {
@@ -69,9 +60,7 @@ protected:
         xdotool({"mousemove", QString::number(p.x()), QString::number(p.y()), "click", "1"});
     }
 
-    TempHome home_;
-    std::unique_ptr<SettingsStore> languageStore_;
-    std::unique_ptr<LanguageManager> language_;
+    EnglishInterface english_;
 
 public:
     MemoryKeyValueStore store;
@@ -83,17 +72,6 @@ public:
     int ticks = 0;
     QElapsedTimer clock;
 };
-
-// Every pixel of `image` is `colour`.
-bool allPixels(const QImage& image, QRgb colour) {
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if ((image.pixel(x, y) | 0xFF000000u) != colour)
-                return false;
-        }
-    }
-    return !image.isNull();
-}
 
 } // namespace
 

@@ -1,14 +1,10 @@
 #include "platform/x11input/ClickListener.h"
 
-#include "overlays/ArrowCursor.h"
-#include "overlays/FrameDecorator.h"
+#include "EventLog.h"
 
-#include <QImage>
-#include <condition_variable>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
-#include <mutex>
 #include <vector>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -24,25 +20,7 @@ struct Click {
     std::optional<RootPointer> at;
 };
 
-// Collects the clicks the listener reports, for the test thread to wait on.
-struct ClickLog {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<Click> clicks;
-
-    void add(int button, std::optional<RootPointer> at) {
-        std::lock_guard lock(mutex);
-        clicks.push_back({button, at});
-        changed.notify_all();
-    }
-    // Waits for the n-th click; a listener that never reports one is caught
-    // by the test's own time-out.
-    Click waitFor(std::size_t n) {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return clicks.size() >= n; });
-        return clicks[n - 1];
-    }
-};
+using ClickLog = EventLog<Click>;
 
 // Injects pointer moves and clicks through XTEST, as xdotool does.
 struct FakeInput {
@@ -76,7 +54,7 @@ protected:
 
 TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNotTheWheel) {
     ClickLog log;
-    ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add(button, at); });
+    ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add({button, at}); });
     ASSERT_TRUE(listener.start());
 
     FakeInput input;
@@ -108,46 +86,7 @@ TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNot
     EXPECT_FALSE(listener.isRunning());
     input.click(1);
     std::lock_guard lock(log.mutex);
-    EXPECT_EQ(log.clicks.size(), 2u) << "no reports after stop";
-}
-
-TEST_F(ClickListenerOnDesktop, ADesktopClickDrawsTheRingAroundTheCursorInTheNextFrame) {
-    CursorClickState clicks;
-    ClickLog log;
-    ClickListener listener([&](int button, std::optional<RootPointer> at) {
-        clicks.click();
-        log.add(button, at);
-    });
-    ASSERT_TRUE(listener.start());
-    FakeInput input;
-    input.moveTo(700, 300);
-    input.click(1);
-    log.waitFor(1);
-
-    // A 400 x 300 area whose top-left corner is at (500, 200) of the root
-    // window, on a 1920 x 1080 screen.
-    const ScreenRect screen{0, 0, 1920, 1080};
-    PointerReader reader;
-    const auto at = reader.position();
-    ASSERT_TRUE(at);
-    WatermarkState noWatermark;
-    FrameDecorator decorator(clicks, noWatermark);
-    QImage frame(400, 300, QImage::Format_ARGB32_Premultiplied);
-    frame.fill(Qt::black);
-    decorator.appendMouseCursor({frame.bits(), 400, 300, static_cast<int>(frame.bytesPerLine())},
-                                {screenPointFromRoot(at->x, at->y, screen),
-                                 screenRectFromRoot({500, 200, 400, 300}, screen),
-                                 {false, true, true}});
-
-    // The arrow's tip on the pointer, (200, 100) inside the area; the ring
-    // (radius 10) around the middle of the arrow picture.
-    EXPECT_NE(frame.pixel(200, 100), qRgb(0, 0, 0));
-    const ArrowCursor& arrow = arrowCursor();
-    const int middleX = 200 - arrow.hotSpot.x() + arrow.image.width() / 2;
-    const int middleY = 100 - arrow.hotSpot.y() + arrow.image.height() / 2;
-    EXPECT_EQ(qBlue(frame.pixel(middleX + 20, middleY)), 0) << "outside the ring";
-    EXPECT_GT(qBlue(frame.pixel(middleX + 10, middleY)), 150) << "on the ring";
-    EXPECT_EQ(clicks.load().cursorEffectWidth, 32);
+    EXPECT_EQ(log.events.size(), 2u) << "no reports after stop";
 }
 
 TEST_F(ClickListenerOnDesktop, FailsCleanlyWithoutADisplay) {

@@ -1,11 +1,10 @@
 #include "platform/x11input/KeyListener.h"
 
+#include "EventLog.h"
 #include "platform/x11input/VirtualKeyCodes.h"
 
-#include <condition_variable>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -13,25 +12,7 @@ namespace {
 
 using namespace x11input;
 
-// Collects the presses the listener reports, for the test thread to wait on.
-struct KeyLog {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<KeyPress> presses;
-
-    void add(const KeyPress& press) {
-        std::lock_guard lock(mutex);
-        presses.push_back(press);
-        changed.notify_all();
-    }
-    // Waits for the n-th press; a listener that never reports one is caught
-    // by the test's own time-out.
-    KeyPress waitFor(std::size_t n) {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return presses.size() >= n; });
-        return presses[n - 1];
-    }
-};
+using KeyLog = EventLog<KeyPress>;
 
 void run(const std::string& command) {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
@@ -77,7 +58,7 @@ TEST(KeyListenerOnDesktop, ReportsDesktopKeysAsVirtualCodesWithTheHeldModifiers)
     EXPECT_FALSE(listener.isRunning());
     run("xdotool key 1");
     std::lock_guard lock(log.mutex);
-    EXPECT_EQ(log.presses.size(), 5u) << "no reports after stop";
+    EXPECT_EQ(log.events.size(), 5u) << "no reports after stop";
 }
 
 TEST(KeyListenerOnDesktop, FailsCleanlyWithoutADisplay) {

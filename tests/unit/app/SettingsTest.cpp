@@ -43,8 +43,6 @@ TEST_F(Fixture, FreshStoreHoldsExactlyTheFirstRunTable) {
     EXPECT_EQ(actual, expected);
 
     // Values read back with their types.
-    EXPECT_EQ(s->integerForKey(S::EventStartOrStop), 18);
-    EXPECT_EQ(s->stringForKey(S::EventShowDrawToolChar), "⌘ 5");
     EXPECT_TRUE(s->boolForKey(S::IsCaptrueMirrored));
     EXPECT_FALSE(s->boolForKey(S::IsMouseHighlight));
     EXPECT_EQ(s->colorTripleForKey(S::WatermarkColor), (std::array<double, 3>{1, 0, 0}));

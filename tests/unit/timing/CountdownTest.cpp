@@ -2,8 +2,8 @@
 #include "timing/CircleCounter.h"
 #include "timing/CircleDownCounter.h"
 #include "timing/CountdownPictures.h"
+#include "unit/OffscreenApp.h"
 
-#include <QApplication>
 #include <gtest/gtest.h>
 
 namespace {
@@ -59,37 +59,32 @@ void run(CircleCounter& counter, ManualScheduler& scheduler, Recorder& r, float 
 
 } // namespace
 
-TEST(CircleCounter, ThreeSecondsShowBlankThenThreeTwoOneAndFinishAfterFourTicks) {
-    ManualScheduler scheduler;
-    Recorder r;
-    CircleCounter counter(scheduler, r.hooks());
-    run(counter, scheduler, r, 3);
-    EXPECT_EQ(r.shown, (std::vector<QString>{"", "3.png/003.png", "2.png/002.png", "1.png/001.png", ""}));
-    EXPECT_EQ(scheduler.intervals, (std::vector<double>{1, 1, 1, 1}));
-    EXPECT_EQ(r.finished, 1);
-    EXPECT_EQ(counter.mCircleSegs, 29);
-    EXPECT_TRUE(counter.isStarting);
-}
-
-TEST(CircleCounter, TenSecondsUseTheTwoDigitBackground) {
-    ManualScheduler scheduler;
-    Recorder r;
-    r.length = 10;
-    CircleCounter counter(scheduler, r.hooks());
-    run(counter, scheduler, r, 10);
-    ASSERT_EQ(r.shown.size(), 12u);
-    EXPECT_EQ(r.shown[1], "10.png/010.png");
-    EXPECT_EQ(r.shown[2], "9.png/009.png");
-    EXPECT_EQ(r.finished, 1);
-}
-
-TEST(CircleCounter, TheLengthIsReadAfreshOnEveryTick) {
-    ManualScheduler scheduler;
-    Recorder r;
-    r.length = 1; // shorter than the count: pictures start late
-    CircleCounter counter(scheduler, r.hooks());
-    run(counter, scheduler, r, 3);
-    EXPECT_EQ(r.shown, (std::vector<QString>{"", "", "", "1.png/001.png", ""}));
+TEST(CircleCounter, ShowsBlankThenEachSecondsPicturesAndFinishesOnce) {
+    struct Row {
+        float seconds;
+        long long length; // read afresh on every tick
+        std::vector<QString> shown;
+    };
+    const Row rows[] = {
+        {3, 3, {"", "3.png/003.png", "2.png/002.png", "1.png/001.png", ""}},
+        {10,
+         10,
+         {"", "10.png/010.png", "9.png/009.png", "8.png/008.png", "7.png/007.png", "6.png/006.png",
+          "5.png/005.png", "4.png/004.png", "3.png/003.png", "2.png/002.png", "1.png/001.png", ""}},
+        {3, 1, {"", "", "", "1.png/001.png", ""}}, // shorter than the count: pictures start late
+    };
+    for (const Row& row : rows) {
+        ManualScheduler scheduler;
+        Recorder r;
+        r.length = row.length;
+        CircleCounter counter(scheduler, r.hooks());
+        run(counter, scheduler, r, row.seconds);
+        EXPECT_EQ(r.shown, row.shown) << row.seconds << "/" << row.length;
+        EXPECT_EQ(scheduler.intervals, std::vector<double>(row.shown.size() - 1, 1.0));
+        EXPECT_EQ(r.finished, 1);
+        EXPECT_EQ(counter.mCircleSegs, 29);
+        EXPECT_TRUE(counter.isStarting);
+    }
 }
 
 TEST(CircleCounter, NoStartForZeroOrWhileRunningAndNoReportWhenDetached) {
@@ -127,29 +122,9 @@ TEST(CircleCounter, TenthsRunDownWithTheSmallerInterval) {
     EXPECT_EQ(r.finished, 1);
 }
 
-// The badge views need an application; it goes before Qt's own globals do.
-class OffscreenApp : public ::testing::Environment {
-public:
-    void SetUp() override {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "unit_timing";
-        static char* argv[] = {name, nullptr};
-        app_ = new QApplication(argc, argv);
-    }
-    void TearDown() override {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        delete app_;
-    }
-
-private:
-    QApplication* app_ = nullptr;
-};
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
-class CountdownView : public ::testing::Test {};
-
-TEST_F(CountdownView, BadgeSizes) {
+TEST(CountdownView, BadgeSizes) {
     EXPECT_EQ(CircleDownCounter::badgeSide({300, 150}), 75);
     EXPECT_EQ(CircleDownCounter::badgeSide({500, 400}), 200);
     EXPECT_EQ(CircleDownCounter::badgeSide({200, 900}), 200);
@@ -159,7 +134,7 @@ TEST_F(CountdownView, BadgeSizes) {
     EXPECT_EQ(CircleDownCounter::frameOfCircleViewOfSize({200, 200}, &host), QRect(150, 100, 200, 200));
 }
 
-TEST_F(CountdownView, ShowingReplacesTheBadgeAndStartsByType) {
+TEST(CountdownView, ShowingReplacesTheBadgeAndStartsByType) {
     MemoryKeyValueStore store;
     store.setInteger("RECORDTIME_DURATION", 3);
     CircleDownCounter& shared = CircleDownCounter::circleDownCounter();
@@ -182,7 +157,7 @@ TEST_F(CountdownView, ShowingReplacesTheBadgeAndStartsByType) {
     shared.setSchedulerFactory(nullptr);
 }
 
-TEST_F(CountdownView, PicturesExistForOneToTenOnly) {
+TEST(CountdownView, PicturesExistForOneToTenOnly) {
     EXPECT_FALSE(countdownPicture("3.png", 64).isNull());
     EXPECT_FALSE(countdownPicture("10.png", 64).isNull());
     EXPECT_FALSE(countdownPicture("003.png", 64).isNull());

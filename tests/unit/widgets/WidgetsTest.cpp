@@ -1,28 +1,21 @@
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
+#include "unit/OffscreenApp.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QFile>
 #include <QPushButton>
 #include <gtest/gtest.h>
 
 namespace {
 
-int argc = 1;
-char arg0[] = "unit_widgets";
-char* argv[] = {arg0, nullptr};
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 
 struct FileListWindow : ::testing::Test {
-    static void SetUpTestSuite() {
-        if (!qEnvironmentVariableIsSet("DISPLAY"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        static QApplication app(argc, argv);
-    }
     TempHome home;
     std::unique_ptr<AppDelegate> app{
         new AppDelegate(std::make_unique<SettingsStore>(home.path() + "/s.conf"), FRAMEDECK_RESOURCE_DIR)};
@@ -127,36 +120,19 @@ TEST_F(FileListWindow, OpeningRevealingAndMissingFiles) {
     EXPECT_EQ(opened.size(), 1);
 }
 
-TEST_F(FileListWindow, LanguageSwitchRetitlesTheOpenWindow) {
-    FileListWindowController window;
-    app->setLange(1);
-    EXPECT_EQ(window.windowTitle(), L("FileList"));
-    EXPECT_EQ(window.tableView->horizontalHeaderItem(0)->text(), L("FileName"));
-    const QString simplified = window.windowTitle();
-    app->setLange(2);
-    EXPECT_NE(window.windowTitle(), simplified);
-    app->setLange(0);
-    EXPECT_EQ(window.deletedBtn->text(), "Delete");
-}
-
 TEST_F(FileListWindow, TrayItemsFollowTheRecordingState) {
     QStringList calls;
+    const auto note = [&](const char* name) -> std::function<void()> {
+        return [&calls, name] {
+            calls << name;
+        };
+    };
     StatusItem::Actions actions;
-    actions.recordScreenClicked = [&] {
-        calls << "record";
-    };
-    actions.pauseOrResumeAction = [&] {
-        calls << "pause";
-    };
-    actions.OnorOffCaptrueCamera = [&] {
-        calls << "camera";
-    };
-    actions.screenshort = [&] {
-        calls << "screenshot";
-    };
-    actions.showDoodleToolAction = [&] {
-        calls << "doodle";
-    };
+    actions.recordScreenClicked = note("record");
+    actions.pauseOrResumeAction = note("pause");
+    actions.OnorOffCaptrueCamera = note("camera");
+    actions.screenshort = note("screenshot");
+    actions.showDoodleToolAction = note("doodle");
     StatusItem tray(app->settings(), actions);
     tray.addStatusItem();
     const auto& items = tray.stateItems();

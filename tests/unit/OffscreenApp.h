@@ -14,7 +14,10 @@ public:
         static char* argv[] = {name, nullptr};
         app_ = new QApplication(argc, argv);
     }
-    void TearDown() override { delete app_; }
+    void TearDown() override {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        delete app_;
+    }
 
 private:
     QApplication* app_ = nullptr;
