@@ -167,7 +167,8 @@ void MainWindow::buildFooter(QWidget* parent, QVBoxLayout* column) {
         "QPushButton { background: #d93a3a; color: white; border: none; border-radius: 10px;"
         " font-weight: 600; font-size: 15px; padding: 0 18px; }"
         "QPushButton:hover { background: #e24a4a; }"
-        "QPushButton:pressed { background: #b92f2f; }");
+        "QPushButton:pressed { background: #b92f2f; }"
+        "QPushButton:disabled { background: #e8a0a0; }");
     connect(recordButton_, &QPushButton::clicked, this, &MainWindow::recordClicked);
     startSetsButton_ = new QToolButton(parent);
     startSetsButton_->setText(QString::fromUtf8("▾"));
@@ -307,6 +308,8 @@ void MainWindow::setRecordingState(RecordingStatus status) {
 
 void MainWindow::setFinishing() {
     recordButton_->setEnabled(false);
+    recordButton_->setText(L("Main_Finishing"));
+    recordButton_->setIcon(QIcon());
     pauseButton_->setVisible(false);
     stateLabel_->setText(L("Main_Finishing"));
 }
