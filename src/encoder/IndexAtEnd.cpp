@@ -45,9 +45,10 @@ private:
     int fd_;
 };
 
-bool readAt(int fd, int64_t offset, uint8_t* data, size_t size) {
+// pread/pwrite until all of it is done; false on an error or the end of the file.
+template <typename Byte, typename Io> bool wholeAt(Io io, int fd, int64_t offset, Byte* data, size_t size) {
     while (size > 0) {
-        const ssize_t n = ::pread(fd, data, size, offset);
+        const ssize_t n = io(fd, data, size, offset);
         if (n <= 0)
             return false;
         data += n;
@@ -57,16 +58,12 @@ bool readAt(int fd, int64_t offset, uint8_t* data, size_t size) {
     return true;
 }
 
+bool readAt(int fd, int64_t offset, uint8_t* data, size_t size) {
+    return wholeAt(::pread, fd, offset, data, size);
+}
+
 bool writeAt(int fd, int64_t offset, const uint8_t* data, size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::pwrite(fd, data, size, offset);
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= static_cast<size_t>(n);
-        offset += n;
-    }
-    return true;
+    return wholeAt(::pwrite, fd, offset, data, size);
 }
 
 struct TopBox {

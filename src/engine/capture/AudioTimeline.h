@@ -34,6 +34,15 @@ public:
 
     // Frames pushed in the current stretch, silence included.
     int64_t framesPlaced() const { return placed_; }
+    // How far the sound placed so far is ahead of the clock at
+    // `recordedSeconds`, in seconds (negative: behind). What a clock-drift
+    // correction works off.
+    double leadSeconds(double recordedSeconds) const;
+    // The buffer just placed was pushed `frames` longer (shorter when
+    // negative), resampled to correct drift.
+    void adjust(int64_t frames) { placed_ += frames; }
+    // The last place() started a new anchor.
+    bool anchoredAfresh() const { return anchoredAfresh_; }
 
 private:
     double stretchStart_ = 0;
@@ -42,4 +51,5 @@ private:
     // The sample count at recordedSeconds == 0, as fixed by the anchor.
     double origin_ = 0;
     int64_t placed_ = 0;
+    bool anchoredAfresh_ = false;
 };

@@ -84,13 +84,23 @@ void FrameCompositor::audioBuffer(const AudioSampleBuffer& buffer, double captur
     if (state_.recordVideoType == RecordVideoType::AudioOnly)
         state_.clock.firstFrame(when);
     // Before the first frame the clock has nothing to measure sound against.
-    if (const double stretch = state_.clock.startDate(); stretch != 0) {
-        const int64_t silence =
-            timeline_.place(stretch, state_.clock.timestamp(when), buffer.frames, buffer.sampleRate);
-        if (silence > 0)
-            pushSilence(silence, buffer.channels, buffer.sampleRate);
+    const double stretch = state_.clock.startDate();
+    if (stretch == 0) {
+        session_.encoderPushAudio(buffer);
+        return;
     }
-    session_.encoderPushAudio(buffer);
+    const double recorded = state_.clock.timestamp(when);
+    const int64_t silence = timeline_.place(stretch, recorded, buffer.frames, buffer.sampleRate);
+    if (silence > 0)
+        pushSilence(silence, buffer.channels, buffer.sampleRate);
+    if (timeline_.anchoredAfresh())
+        drift_.restartStream();
+    const double ratio = drift_.update(timeline_.leadSeconds(recorded),
+                                       static_cast<double>(buffer.frames) / buffer.sampleRate);
+    const AudioSampleBuffer corrected = drift_.resample(buffer, ratio);
+    timeline_.adjust(corrected.frames - buffer.frames);
+    if (corrected.frames > 0)
+        session_.encoderPushAudio(corrected);
 }
 
 void FrameCompositor::pushSilence(int64_t frames, int channels, int sampleRate) {

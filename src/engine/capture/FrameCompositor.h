@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/capture/AudioDrift.h"
 #include "engine/capture/AudioTimeline.h"
 #include "engine/capture/CompositorState.h"
 #include "engine/capture/FramePushQueue.h"
@@ -87,6 +88,7 @@ private:
     std::shared_ptr<FramePool> scalePool_;
     std::atomic<double> lastTimestampMs_{0};
     std::atomic<uint64_t> audioBuffersReceived_{0};
-    AudioTimeline timeline_; // audio thread
+    AudioTimeline timeline_;    // audio thread
+    AudioDriftCorrector drift_; // audio thread
     std::mutex sessionConfigMutex_;
 };

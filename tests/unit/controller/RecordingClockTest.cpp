@@ -1,12 +1,15 @@
 #include "engine/capture/RecordingClock.h"
 
+#include "engine/capture/AudioDrift.h"
 #include "engine/capture/AudioTimeline.h"
 #include "engine/controller/RecordingRules.h"
 #include "platform/v4l2/V4l2Camera.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <vector>
 
 TEST(RecordingClock, PausedTimeIsLeftOutOfTimestamps) {
     RecordingClock clock;
@@ -93,6 +96,67 @@ TEST(AudioTimeline, SilenceOnlyForSoundThatNeverArrived) {
     // Nonsense in, nothing out.
     EXPECT_EQ(timeline.place(2000, t + 90, 0, kRate), 0);
     EXPECT_EQ(timeline.place(2000, std::nan(""), kBuffer, kRate), 0);
+}
+
+// A sound card whose clock is off by `error` (0.005: 0.5 % fast) delivers
+// buffers stamped on the system clock with scheduling jitter, through the
+// timeline and the corrector as the compositor does. Returns the largest
+// distance, in seconds, between the sound placed and the true time.
+static double worstDrift(double error, double seconds, int rate, int buffer) {
+    AudioTimeline timeline;
+    AudioDriftCorrector drift;
+    std::vector<int32_t> samples(static_cast<std::size_t>(buffer), 1000);
+    AudioSampleBuffer in{samples.data(), 1, rate, buffer};
+    std::srand(7);
+    double worst = 0;
+    const double perBuffer = buffer / (rate * (1 + error));
+    for (int i = 1; i * perBuffer < seconds; ++i) {
+        const double truth = i * perBuffer;
+        const double jitter = 0.015 * std::rand() / RAND_MAX;
+        timeline.place(1, truth + jitter, buffer, rate);
+        const double ratio = drift.update(timeline.leadSeconds(truth + jitter), perBuffer);
+        timeline.adjust(drift.resample(in, ratio).frames - buffer);
+        worst = std::max(worst, std::abs(static_cast<double>(timeline.framesPlaced()) / rate - truth));
+    }
+    return worst;
+}
+
+TEST(AudioDrift, SoundStaysWithinAFrameOfThePictureWhateverTheCardsClock) {
+    for (const double error : {0.005, -0.005, 0.003, -0.001}) {
+        SCOPED_TRACE(error);
+        EXPECT_LT(worstDrift(error, 60, 48000, 960), 1.0 / 30);
+    }
+    // Hours later too (a low rate keeps the test short; the loop does not
+    // depend on it).
+    EXPECT_LT(worstDrift(0.001, 3 * 3600, 8000, 400), 1.0 / 30);
+}
+
+TEST(AudioDrift, ResamplingNeverClicksAcrossBuffers) {
+    // A 440 Hz tone through ratios that change with every buffer: no step
+    // between two output samples is larger than the tone's own steepest one.
+    constexpr int kRate = 48000, kBuffer = 480;
+    constexpr double kAmplitude = 1e9;
+    AudioDriftCorrector drift;
+    std::vector<int32_t> tone(kBuffer);
+    double previous = 0, steepest = 0;
+    bool first = true;
+    int64_t in = 0, out = 0;
+    for (int b = 0; b < 200; ++b) {
+        for (int i = 0; i < kBuffer; ++i, ++in)
+            tone[static_cast<std::size_t>(i)] =
+                static_cast<int32_t>(kAmplitude * std::sin(2 * M_PI * 440 * static_cast<double>(in) / kRate));
+        const AudioSampleBuffer buffer{tone.data(), 1, kRate, kBuffer};
+        const AudioSampleBuffer result = drift.resample(buffer, b % 2 ? 0.99 : 1.01);
+        for (int k = 0; k < result.frames; ++k, ++out) {
+            if (!first)
+                steepest = std::max(steepest, std::abs(result.data[k] - previous));
+            previous = result.data[k];
+            first = false;
+        }
+    }
+    EXPECT_LT(steepest, kAmplitude * 2 * M_PI * 440 / kRate * 1.02);
+    EXPECT_NEAR(static_cast<double>(out), static_cast<double>(in), kBuffer * 0.02)
+        << "ratios alternate around 1";
 }
 
 TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
