@@ -11,11 +11,9 @@
 # at the start, after 10 minutes and at the end (positive: sound late), and
 # how far it moved, and how far apart the beeps are in the file.
 #
-# Not calibrated yet: in a first 1- and 2-minute run on a loaded machine the
-# beeps came out 1.000 s apart in both files, where an uncorrected 0.1 %
-# fast card should give 1.001 s; either the pipe source does not deliver the
-# extra samples or the feeder is held back. Until that is understood the
-# offsets are not a measurement of drift.
+# Beeps are placed by their sample count, as a player plays them: a file may
+# stamp its audio packets by the wall clock (ffmpeg's pulse input does), which
+# hides the drift from a timestamp-based measure but not from the listener.
 #
 #   bench/drift/run.sh [BUILD_DIR]       (default: build; needs framedeck and bench_drift_feeder)
 #   DRIFT_MINUTES=60                     (length of the recordings)
@@ -68,7 +66,9 @@ flashes() {
     grep -o 'black_end:[0-9.]*' | cut -d: -f2
 }
 beeps() {
-  ffmpeg -nostdin -i "$1" -vn -af "silencedetect=noise=-35dB:d=0.3" -f null - 2>&1 |
+  # Where a player puts each beep: at its sample count (the first sample at
+  # the stream's start), whatever timestamps the file gives the packets.
+  ffmpeg -nostdin -i "$1" -vn -af "asetpts=N/SR/TB+STARTPTS,silencedetect=noise=-35dB:d=0.3" -f null - 2>&1 |
     grep -o 'silence_end: [0-9.]*' | cut -d' ' -f2
 }
 
