@@ -38,7 +38,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/bench-drift.XXXXXX")
 # The module makes the FIFO itself (it refuses one that exists).
 module=$(pactl load-module module-pipe-source source_name=fastmic file="$work/mic" rate=48000 channels=1 format=s16le)
 cleanup() {
-  kill "${feeder:-}" 2>/dev/null || true
+  kill "${feeder:-}" "${listener:-}" 2>/dev/null || true
   pactl unload-module "$module" 2>/dev/null || true
   if [[ -n ${DRIFT_KEEP:-} ]]; then echo "files kept in $work"; else rm -rf "$work"; fi
 }
@@ -47,7 +47,12 @@ pactl set-default-source fastmic
 
 "$build/bin/bench_drift_feeder" "$work/mic" $((seconds + 60)) 48048 &
 feeder=$!
-sleep 2
+# A listener from the start keeps the source from being suspended while idle:
+# a suspended pipe source stops reading, the FIFO fills, and the first
+# recorder to connect would get that backlog as one burst.
+parecord --device=fastmic --raw /dev/null &
+listener=$!
+sleep 3
 
 echo "Recording ${minutes} min of the screen and a microphone 0.1 % fast, FrameDeck and ffmpeg at once..."
 HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data \
@@ -61,15 +66,20 @@ theirs=$!
 wait "$ours" || { echo "run.sh: framedeck failed" >&2; tail -5 "$work/framedeck.log" >&2; }
 wait "$theirs" || { echo "run.sh: ffmpeg failed" >&2; tail -5 "$work/ffmpeg.log" >&2; }
 
+# The detectors also end a dark or silent stretch at the end of the file:
+# that is no mark.
+before_end() {
+  awk -v end="$(ffprobe -v error -show_entries format=duration -of csv=p=0 "$1")" '$1 < end - 0.15'
+}
 flashes() {
   ffmpeg -nostdin -i "$1" -an -vf "crop=100:100:30:30,blackdetect=d=0.02:pix_th=0.3:pic_th=0.9" -f null - 2>&1 |
-    grep -o 'black_end:[0-9.]*' | cut -d: -f2
+    grep -o 'black_end:[0-9.]*' | cut -d: -f2 | before_end "$1"
 }
 beeps() {
   # Where a player puts each beep: at its sample count (the first sample at
   # the stream's start), whatever timestamps the file gives the packets.
   ffmpeg -nostdin -i "$1" -vn -af "asetpts=N/SR/TB+STARTPTS,silencedetect=noise=-35dB:d=0.3" -f null - 2>&1 |
-    grep -o 'silence_end: [0-9.]*' | cut -d' ' -f2
+    grep -o 'silence_end: [0-9.]*' | cut -d' ' -f2 | before_end "$1"
 }
 
 # row NAME FILE: pairs each flash with the beep nearest to it and prints the
