@@ -31,7 +31,7 @@ Session::~Session() {
 int Session::openEncoders(const ContainerChoice& choice) {
     const AVOutputFormat* format = av_guess_format(choice.muxerName, nullptr, nullptr);
     const bool globalHeader = format && (format->flags & AVFMT_GLOBALHEADER);
-    int64_t bitsPerSecond = 0;
+    int64_t audioBitsPerSecond = 0;
     if (hasVideo_) {
         VideoParams v;
         v.width = width_ & ~1;
@@ -44,7 +44,6 @@ int Session::openEncoders(const ContainerChoice& choice) {
             return ret;
         if (int ret = pool_.allocate(kVideoPoolFrames, v.width, v.height); ret < 0)
             return ret;
-        bitsPerSecond += v.bitRate;
     }
     if (hasAudio_) {
         AudioParams a;
@@ -58,12 +57,12 @@ int Session::openEncoders(const ContainerChoice& choice) {
         if (int ret = audio_.open(a); ret < 0)
             return ret;
         const AVCodecContext* c = audio_.context();
-        bitsPerSecond += c->bit_rate > 0 ? c->bit_rate
-                                         : int64_t{c->sample_rate} * c->ch_layout.nb_channels *
-                                               av_get_bytes_per_sample(c->sample_fmt) * 8;
+        audioBitsPerSecond = c->bit_rate > 0 ? c->bit_rate
+                                             : int64_t{c->sample_rate} * c->ch_layout.nb_channels *
+                                                   av_get_bytes_per_sample(c->sample_fmt) * 8;
     }
     return muxer_.open(path_, choice, hasVideo_ ? video_.context() : nullptr,
-                       hasAudio_ ? audio_.context() : nullptr, limits_, bitsPerSecond);
+                       hasAudio_ ? audio_.context() : nullptr, limits_, audioBitsPerSecond);
 }
 
 int Session::start() {

@@ -18,16 +18,23 @@ SplitMuxer::~SplitMuxer() {
 }
 
 int SplitMuxer::open(const std::string& path, const ContainerChoice& choice, const AVCodecContext* video,
-                     const AVCodecContext* audio, SplitLimits limits, int64_t bitsPerSecond) {
+                     const AVCodecContext* audio, SplitLimits limits, int64_t audioBitsPerSecond) {
     basePath_ = path;
     choice_ = choice;
     video_ = video;
     audio_ = audio;
     limits_ = limits;
-    lookaheadBytes_ = bitsPerSecond / 8 * kSizeLookaheadUs / 1000000;
+    audioBytesPerSecond_ = audioBitsPerSecond / 8;
+    if (video) {
+        // Until the encoder has given packets, assume its configured rate.
+        const double fps = video->framerate.num > 0 ? av_q2d(video->framerate) : 30.0;
+        averageFrameBytes_ = static_cast<double>(video->bit_rate) / 8.0 / fps;
+        averageKeyframeBytes_ = averageFrameBytes_ * kKeyframeToFrameGuess;
+    }
     held_.reserve(kMaxHeldAudioPackets);
     const int ret = file_.open(path, choice, video, audio);
     fileSize_ = file_.size();
+    partHeaderBytes_ = file_.size();
     armTimeSplit();
     return ret;
 }
@@ -45,16 +52,50 @@ FinishJob SplitMuxer::finishJob() const {
     return job;
 }
 
-bool SplitMuxer::sizeLimitReached() const {
+int64_t SplitMuxer::projectedContainerBytes(int64_t morePackets) const {
+    return partHeaderBytes_ + kContainerTrailerBytes +
+           (partPackets_ + morePackets) * kContainerBytesPerPacket;
+}
+
+bool SplitMuxer::sizeLimitReached(int64_t videoIndex) const {
     if (limits_.megabytes == 0)
         return false;
     const int64_t limit = static_cast<int64_t>(limits_.megabytes) * 1000000;
-    // Never cut before half the limit, however high the bit rate: a part is
-    // never a handful of frames.
-    const int64_t threshold = std::max(limit - lookaheadBytes_, limit / 2);
-    // What went into the part, not what reached the disk: a fragment or the
-    // interleaving queue may still hold a second of it.
-    return std::max(file_.size(), partPayload_) >= threshold;
+    // The cut cannot fall before audio already in the part; video up to
+    // there joins the part too.
+    const int64_t audioEnd =
+        audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP) : 0;
+    // Left uncut, this frame joins the part, and the next cut is after it
+    // and after that audio.
+    const int64_t nextCut = std::max(videoIndex + 1, audioEnd);
+    // Frames inside the encoder (this one included) and those up to that cut.
+    const int64_t framesToCome = (framesSent_ - videoPacketsOut_) + (nextCut - videoIndex - 1);
+    // They come out as predicted frames, and as a keyframe where the
+    // encoder's interval puts one.
+    double videoToCome = static_cast<double>(framesToCome) * averageFrameBytes_;
+    if (video_->gop_size > 0 && framesSinceKeyframe_ + framesToCome >= video_->gop_size)
+        videoToCome += std::max(0.0, averageKeyframeBytes_ - averageFrameBytes_);
+    int64_t audioToCome = 0;
+    int64_t audioPacketsToCome = 0;
+    if (audio_) {
+        const int64_t cutSample = av_rescale_q(nextCut, video_->time_base, audio_->time_base);
+        const int64_t samples = std::max<int64_t>(0, cutSample - audioWrittenEnd_);
+        audioToCome = audioBytesPerSecond_ * samples / std::max(1, audio_->sample_rate);
+        audioPacketsToCome = audio_->frame_size > 0 ? samples / audio_->frame_size + 1 : 1;
+    }
+    const int64_t projected = partPayload_ + static_cast<int64_t>(videoToCome) + audioToCome +
+                              projectedContainerBytes(framesToCome + audioPacketsToCome);
+    // Never cut before half the limit: a part is never a handful of frames,
+    // however wrong the estimate at the start.
+    return projected > limit && partPayload_ >= limit / 2;
+}
+
+bool SplitMuxer::audioSizeLimitReached(const AVPacket* packet) const {
+    if (limits_.megabytes == 0)
+        return false;
+    const int64_t limit = static_cast<int64_t>(limits_.megabytes) * 1000000;
+    // Audio comes out of its encoder at once: this packet is all there is.
+    return partPayload_ + packet->size + projectedContainerBytes(1) > limit;
 }
 
 bool SplitMuxer::timeLimitReached(int64_t partTimeUs) const {
@@ -81,7 +122,8 @@ void SplitMuxer::armSplit(int64_t videoIndex) {
 bool SplitMuxer::startsNewPart(int64_t videoIndex) {
     if (!video_ || failed_)
         return false;
-    if (!splitPending_ && videoIndex > videoOffset_ && sizeLimitReached()) {
+    ++framesSent_;
+    if (!splitPending_ && videoIndex > videoOffset_ && sizeLimitReached(videoIndex)) {
         // Not before audio that is already in this part.
         const int64_t audioEnd =
             audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP)
@@ -98,6 +140,19 @@ bool SplitMuxer::startsNewPart(int64_t videoIndex) {
 
 int SplitMuxer::writeVideoPacket(AVPacket* packet) {
     noteEncoded(packet, video_->time_base);
+    ++videoPacketsOut_;
+    // Keyframes and predicted frames are averaged apart: a part is usually
+    // shorter than the keyframe interval, so its last frames are predicted
+    // ones, several times smaller than its first.
+    const double fps = video_->framerate.num > 0 ? av_q2d(video_->framerate) : 30.0;
+    if (packet->flags & AV_PKT_FLAG_KEY) {
+        framesSinceKeyframe_ = 0;
+        averageKeyframeBytes_ += kKeyframeWeight * (packet->size - averageKeyframeBytes_);
+    } else {
+        ++framesSinceKeyframe_;
+        const double weight = 1.0 / std::max(1.0, fps * kFrameAverageSeconds);
+        averageFrameBytes_ += weight * (packet->size - averageFrameBytes_);
+    }
     if (splitPending_ && (packet->flags & AV_PKT_FLAG_KEY) && packet->pts >= splitVideoIndex_) {
         const int ret = rotate();
         if (ret < 0)
@@ -116,7 +171,7 @@ int SplitMuxer::writeAudioPacket(AVPacket* packet) {
     if (!video_) {
         const int64_t partTimeUs =
             av_rescale_q(packet->pts, audio_->time_base, AV_TIME_BASE_Q) - partStartUs_;
-        if (packet->pts > audioOffset_ && (timeLimitReached(partTimeUs) || sizeLimitReached())) {
+        if (packet->pts > audioOffset_ && (timeLimitReached(partTimeUs) || audioSizeLimitReached(packet))) {
             splitAudioSample_ = packet->pts;
             const int ret = rotate();
             if (ret < 0)
@@ -154,12 +209,14 @@ int SplitMuxer::rotate() {
     ++part_;
     splitPending_ = false;
     partPayload_ = 0;
+    partPackets_ = 0;
     videoOffset_ = splitVideoIndex_;
     audioOffset_ = splitAudioSample_;
     partStartUs_ = video_ ? av_rescale_q(splitVideoIndex_, video_->time_base, AV_TIME_BASE_Q)
                           : av_rescale_q(splitAudioSample_, audio_->time_base, AV_TIME_BASE_Q);
     const int ret = file_.open(partPath(basePath_, part_), choice_, video_, audio_);
     fileSize_ = file_.size();
+    partHeaderBytes_ = file_.size();
     if (ret < 0) {
         failed_ = true;
         return ret;
@@ -184,6 +241,7 @@ int SplitMuxer::releaseHeld() {
 int SplitMuxer::writeToPart(AVPacket* packet, bool isVideo) {
     const int64_t offset = isVideo ? videoOffset_ : audioOffset_;
     partPayload_ += packet->size;
+    ++partPackets_;
     if (packet->pts != AV_NOPTS_VALUE)
         packet->pts -= offset;
     if (packet->dts != AV_NOPTS_VALUE)

@@ -30,13 +30,30 @@ struct SplitLimits {
 // written to the next part. Every part is shifted to start at 0. Recordings
 // without video cut on any audio packet.
 //
-// Size limits are checked against the bytes given to the part plus
-// kSizeLookaheadUs of media at the configured bit rates, so that the packets
-// still inside the encoders when the cut is decided do not push the part past
-// the limit.
+// Size limits are met by projecting, before each video frame is encoded, how
+// large the part would end if that frame were its last: the bytes given to it,
+// the frames still inside the encoder at their recent average size, the audio
+// up to the cut at its bit rate, and the container's own bytes. The cut falls
+// on the first frame that would carry the projection past the limit, so a
+// part ends just under it, off by the error of the estimate (a few frames'
+// worth), whatever the limit and the bit rate.
 class SplitMuxer : public PacketSink {
 public:
-    static constexpr int64_t kSizeLookaheadUs = 1000000;
+    // Container bytes per packet beyond its payload: sample tables, fragment
+    // headers, FLV tags or AVI chunk headers and index entries. Measured
+    // between 20 and 40 on our files; the upper end keeps parts under.
+    static constexpr int64_t kContainerBytesPerPacket = 40;
+    // The final index's boxes and the trailer, beyond the per-packet entries.
+    static constexpr int64_t kContainerTrailerBytes = 2048;
+    // Recent predicted frames weigh in their average size for about half a
+    // second of video: about what is inside the encoder at any time, and
+    // short enough to follow the rate control as it settles.
+    static constexpr double kFrameAverageSeconds = 0.5;
+    // Keyframes are rarer: each new one counts for a quarter.
+    static constexpr double kKeyframeWeight = 0.25;
+    // Before the first keyframe came out: a keyframe of screen content is
+    // typically several predicted frames' worth.
+    static constexpr double kKeyframeToFrameGuess = 4.0;
     // Audio held while waiting for the cut's keyframe. Far more than the
     // encoder's delay; when it overflows (video stalled) the cut happens at
     // once and the new part skips video until its first keyframe.
@@ -48,7 +65,7 @@ public:
     ~SplitMuxer() override;
 
     int open(const std::string& path, const ContainerChoice& choice, const AVCodecContext* video,
-             const AVCodecContext* audio, SplitLimits limits, int64_t bitsPerSecond);
+             const AVCodecContext* audio, SplitLimits limits, int64_t audioBitsPerSecond);
     bool startsNewPart(int64_t videoIndex);
     int writeVideoPacket(AVPacket* packet) override;
     int writeAudioPacket(AVPacket* packet) override;
@@ -65,7 +82,9 @@ private:
     FinishJob finishJob() const;
     void armTimeSplit();
     void armSplit(int64_t videoIndex);
-    bool sizeLimitReached() const;
+    bool sizeLimitReached(int64_t videoIndex) const;
+    bool audioSizeLimitReached(const AVPacket* packet) const;
+    int64_t projectedContainerBytes(int64_t morePackets) const;
     bool timeLimitReached(int64_t partTimeUs) const;
     int rotate();
     int writeToPart(AVPacket* packet, bool isVideo);
@@ -77,7 +96,14 @@ private:
     const AVCodecContext* video_ = nullptr;
     const AVCodecContext* audio_ = nullptr;
     SplitLimits limits_;
-    int64_t lookaheadBytes_ = 0;
+    int64_t audioBytesPerSecond_ = 0;
+    double averageFrameBytes_ = 0; // predicted frames
+    double averageKeyframeBytes_ = 0;
+    int64_t framesSinceKeyframe_ = 0; // video packets since the last keyframe
+    int64_t framesSent_ = 0;          // frames handed to the video encoder
+    int64_t videoPacketsOut_ = 0;     // video packets it gave back
+    int64_t partPackets_ = 0;         // packets given to the current part
+    int64_t partHeaderBytes_ = 0;     // the part's size right after it was opened
     OutputFile file_;
     int part_ = 0;
     int64_t partStartUs_ = 0;
