@@ -11,6 +11,9 @@ struct ContainerChoice {
     const char* muxerName = nullptr; // libavformat short name
     bool hasVideo = false;           // H.264 video when true
     bool allowBFrames = true;        // false where the container has no composition times
+    // Every picture carries its own time (MPEG-4 family, FLV): a picture that
+    // did not change is not stored again. AVI has a constant rate instead.
+    bool variableFrameRate = false;
     AudioCodec audio = AudioCodec::None;
     // MPEG-4 family: written as 1 s fragments while recording (a killed process
     // leaves a playable file) and indexed as an ordinary file when finished.

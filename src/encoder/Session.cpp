@@ -78,6 +78,7 @@ int Session::start() {
         return ME_ERR_STATE; // video half configured
     hasVideo_ = choice.hasVideo && videoSet;
     hasAudio_ = choice.audio != AudioCodec::None && srcChannels_ > 0;
+    variableFrameRate_ = choice.variableFrameRate;
     if (!hasVideo_ && !hasAudio_)
         return ME_ERR_STATE;
     // A failed start stays configurable; the next start opens everything anew.
@@ -309,16 +310,7 @@ void Session::processVideo(const VideoItem& item) {
         return;
     }
     if (lastSlot_ >= 0) {
-        const int64_t gap = index - nextIndex_;
-        if (double(gap) * 1000.0 / fps_ <= double(kMaxRepeatedGapMs)) {
-            for (int64_t i = nextIndex_; i < index; ++i) {
-                encodeVideo(lastSlot_, i);
-                ++repeatedFrames_;
-            }
-        } else {
-            log("%s: a gap of %lld ms in the picture is kept as one long frame", path_.c_str(),
-                static_cast<long long>(double(gap) * 1000.0 / fps_));
-        }
+        fillGap(index);
         releaseVideoSlot(lastSlot_);
     }
     encodeVideo(item.slot, index);
@@ -326,8 +318,46 @@ void Session::processVideo(const VideoItem& item) {
     nextIndex_ = index + 1;
 }
 
+void Session::fillGap(int64_t index) {
+    const int64_t gap = index - nextIndex_;
+    if (gap <= 0)
+        return;
+    if (double(gap) * 1000.0 / fps_ > double(kMaxRepeatedGapMs)) {
+        log("%s: a gap of %lld ms in the picture is kept as one long frame", path_.c_str(),
+            static_cast<long long>(double(gap) * 1000.0 / fps_));
+        return;
+    }
+    if (!variableFrameRate_) {
+        for (int64_t i = nextIndex_; i < index; ++i) {
+            encodeVideo(lastSlot_, i);
+            ++repeatedFrames_;
+        }
+        return;
+    }
+    const int64_t pictureGap = std::max<int64_t>(1, std::llround(fps_ * double(kMaxPictureGapMs) / 1000.0));
+    for (int64_t last = nextIndex_ - 1;;) {
+        int64_t next = last + pictureGap;
+        const int64_t cut = muxer_.pendingCutIndex();
+        if (cut > last && cut < next)
+            next = cut;
+        if (next >= index)
+            return;
+        encodeVideo(lastSlot_, next);
+        ++repeatedFrames_;
+        last = next;
+    }
+}
+
 void Session::encodeVideo(int slot, int64_t index) {
-    const bool keyframe = muxer_.startsNewPart(index);
+    bool keyframe = muxer_.startsNewPart(index);
+    // With pictures only where something changed, x264's own interval
+    // (counted in pictures) could leave minutes between keyframes; keep them
+    // on the usual interval of time.
+    const int64_t gop = video_.context()->gop_size;
+    if (variableFrameRate_ && gop > 0 && index - std::max(lastForcedKeyframe_, muxer_.lastKeyframeIndex()) >= gop)
+        keyframe = true;
+    if (keyframe)
+        lastForcedKeyframe_ = index;
     video_.encode(pool_.frame(slot), index, keyframe, muxer_);
 }
 

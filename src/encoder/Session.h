@@ -48,8 +48,8 @@ private:
 // kPushWait, for the encode thread to free a slot, so that media pushed
 // faster than real time is all kept. Only then:
 //  - video: a push that finds no free frame of the pool is dropped and
-//    counted (ME_DROPPED); the previous frame is repeated in its place, so
-//    the file keeps its constant rate and length;
+//    counted (ME_DROPPED); the previous picture stands in for it, so the file
+//    keeps its length;
 //  - audio: a push that finds no free chunk is counted and becomes silence
 //    of the same length, inserted before the next accepted chunk, so the
 //    audio timeline (its sample count) never shifts against the video.
@@ -74,10 +74,16 @@ public:
     // A timestamp this far past the latest one is a broken clock; anything
     // shorter is a real gap (a machine that slept, a stalled grab).
     static constexpr int64_t kMaxTimestampJumpMs = int64_t{7} * 24 * 3600 * 1000;
-    // Gaps up to this long are filled by repeating the last picture, which
-    // keeps the frame rate constant; a longer one is left as one long frame,
-    // rather than encoding hours of copies of it.
+    // Gaps between pushed pictures: where the container has a constant rate
+    // (AVI) the last picture is repeated in every frame of the gap, which
+    // x264 stores as skipped blocks. Where each picture carries its time, a
+    // picture that did not change is not stored again; only so much of it is
+    // repeated that a picture comes at least every kMaxPictureGapMs (players
+    // and editors seek to pictures) and that a split by time cuts on time.
+    // Gaps longer than kMaxRepeatedGapMs (a machine that slept) are left as
+    // one long frame either way, rather than encoding hours of copies.
     static constexpr int64_t kMaxRepeatedGapMs = 10000;
+    static constexpr int64_t kMaxPictureGapMs = 1000;
 
     Session() = default;
     Session(const Session&) = delete;
@@ -121,6 +127,7 @@ private:
     int openEncoders(const ContainerChoice& choice);
     void run();
     void processVideo(const VideoItem& item);
+    void fillGap(int64_t index);
     void encodeVideo(int slot, int64_t index);
     void releaseVideoSlot(int slot);
     void logSummary();
@@ -135,6 +142,7 @@ private:
     int srcChannels_ = 0, srcRate_ = 0, encChannels_ = 0, encRate_ = 0;
     SplitLimits limits_;
     bool hasVideo_ = false, hasAudio_ = false;
+    bool variableFrameRate_ = false;
     bool videoEnded_ = false, audioEnded_ = false;
     std::vector<int> freeVideo_;
     std::vector<int> freeAudio_;
@@ -158,6 +166,7 @@ private:
     int64_t baseMs_ = 0;
     int64_t nextIndex_ = 0;
     int lastSlot_ = -1;
+    int64_t lastForcedKeyframe_ = 0; // index of the last keyframe asked for
     uint64_t repeatedFrames_ = 0, lateFrames_ = 0;
 
     std::thread worker_;

@@ -147,6 +147,7 @@ int SplitMuxer::writeVideoPacket(AVPacket* packet) {
     const double fps = video_->framerate.num > 0 ? av_q2d(video_->framerate) : 30.0;
     if (packet->flags & AV_PKT_FLAG_KEY) {
         framesSinceKeyframe_ = 0;
+        lastKeyframeIndex_ = packet->pts;
         averageKeyframeBytes_ += kKeyframeWeight * (packet->size - averageKeyframeBytes_);
     } else {
         ++framesSinceKeyframe_;

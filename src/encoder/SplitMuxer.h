@@ -73,6 +73,11 @@ public:
     // is final (fast-start rewrites included).
     int finish();
 
+    // The frame a pending split cuts on, or -1.
+    int64_t pendingCutIndex() const { return splitPending_ && video_ ? splitVideoIndex_ : -1; }
+    // The index of the last keyframe the video encoder gave back, or -1.
+    int64_t lastKeyframeIndex() const { return lastKeyframeIndex_; }
+
     // Any thread.
     int64_t currentFileSize() const { return fileSize_.load(); }
     int64_t encodedMs() const { return encodedUs_.load() / 1000; }
@@ -100,6 +105,7 @@ private:
     double averageFrameBytes_ = 0; // predicted frames
     double averageKeyframeBytes_ = 0;
     int64_t framesSinceKeyframe_ = 0; // video packets since the last keyframe
+    int64_t lastKeyframeIndex_ = -1;
     int64_t framesSent_ = 0;          // frames handed to the video encoder
     int64_t videoPacketsOut_ = 0;     // video packets it gave back
     int64_t partPackets_ = 0;         // packets given to the current part

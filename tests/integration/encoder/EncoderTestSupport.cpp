@@ -192,6 +192,28 @@ double lastPacketEnd(const std::string& path, const char* type) {
     return end;
 }
 
+std::vector<PacketInfo> videoPackets(const std::string& path) {
+    const std::string out = run("ffprobe -v error -select_streams v:0 -show_entries packet=pts_time,dts_time,flags "
+                                "-of csv=p=0 '" +
+                                path + "' 2>/dev/null");
+    std::vector<PacketInfo> packets;
+    std::istringstream in(out);
+    std::string line;
+    while (std::getline(in, line)) {
+        const auto c1 = line.find(',');
+        const auto c2 = line.find(',', c1 + 1);
+        if (c1 == std::string::npos || c2 == std::string::npos)
+            continue;
+        PacketInfo p;
+        p.time = toDouble(line.substr(0, c1));
+        if (p.time < 0)
+            p.time = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
+        p.keyframe = line.find('K', c2) != std::string::npos;
+        packets.push_back(p);
+    }
+    return packets;
+}
+
 int decodeAll(const std::string& path, std::string* errors) {
     int status = 0;
     const std::string out = run("ffmpeg -nostdin -v error -i '" + path + "' -map 0 -f null - 2>&1", &status);

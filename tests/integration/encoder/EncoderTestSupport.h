@@ -74,6 +74,13 @@ std::string freshDir(const std::string& name);
 // End of the last packet of the first stream of `type` ("v" or "a"), in
 // seconds; -1 when there is none.
 double lastPacketEnd(const std::string& path, const char* type);
+// The first video stream's packets in decoding order: presentation time in
+// seconds (decoding time where there is none) and the keyframe flag.
+struct PacketInfo {
+    double time = 0;
+    bool keyframe = false;
+};
+std::vector<PacketInfo> videoPackets(const std::string& path);
 // Decodes every stream to the end; returns ffmpeg's exit status and its
 // error output in `errors`.
 int decodeAll(const std::string& path, std::string* errors = nullptr);

@@ -133,6 +133,50 @@ TEST(LongGaps, APictureThatStopsForOverAMinuteLeavesTheRestOfTheRecordingIntact)
     }
 }
 
+// A picture that stays on screen is stored once where pictures carry their
+// time, but a picture still comes every second and a keyframe every two, so
+// players seek; AVI keeps its constant rate.
+TEST(StillPictures, AreStoredOnceWithAPictureEverySecondOrRepeatedInAvi) {
+    for (const char* ext : {"mp4", "flv", "avi"}) {
+        SCOPED_TRACE(ext);
+        const std::string path = freshDir(std::string("still-") + ext) + "/x." + ext;
+        RecordingOptions o;
+        o.audio = false;
+        void* h = startRecording(path, o);
+        ASSERT_NE(h, nullptr);
+        SyntheticVideo video(320, 240);
+        // Three frames, the screen stands still for 3.4 s, two more frames.
+        int picture = 0;
+        for (int64_t ms : {0, 33, 67, 3500, 3533}) {
+            const EncoderVideoFrame f = video.frame(picture++);
+            EXPECT_EQ(apiEncoderPushVideo(h, &f, ms), ME_OK) << ms;
+        }
+        apiEncodePushVideoTrailer(h);
+        while (apiEncodeIsDone(h) != 1)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(apiEncoderClose(h), ME_OK);
+        EXPECT_EQ(decodeAll(path), 0);
+        std::vector<PacketInfo> packets = videoPackets(path);
+        std::sort(packets.begin(), packets.end(), [](auto& a, auto& b) { return a.time < b.time; });
+        ASSERT_FALSE(packets.empty());
+        // FLV starts both streams after the B-frame delay.
+        EXPECT_NEAR(lastPacketEnd(path, "v") - packets.front().time, 3.567, 0.04);
+        if (std::string(ext) == "avi") {
+            EXPECT_EQ(packets.size(), 107u);
+            continue;
+        }
+        // 3 + one a second through the still part + 2.
+        EXPECT_EQ(packets.size(), 8u);
+        double lastKeyframe = packets.front().time;
+        for (std::size_t i = 1; i < packets.size(); ++i) {
+            EXPECT_LE(packets[i].time - packets[i - 1].time, 1.0 + 0.001) << i;
+            if (packets[i].keyframe)
+                lastKeyframe = packets[i].time;
+            EXPECT_LE(packets[i].time - lastKeyframe, 2.0) << i;
+        }
+    }
+}
+
 // A push waits for the encoder rather than drop, so media pushed all at once,
 // one stream before the other, is all in the file, in every container.
 TEST(PushOrder, OneStreamPushedWholeBeforeTheOtherKeepsEveryFrameAndSample) {
