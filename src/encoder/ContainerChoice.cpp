@@ -31,11 +31,13 @@ ContainerChoice chooseContainer(const std::string& path) {
         c.audio = AudioCodec::Aac;
         c.fragmented = true;
         c.variableFrameRate = true;
+        c.allowBFrames = false;
     } else if (ext == "flv") {
         c.muxerName = "flv";
         c.hasVideo = true;
         c.audio = AudioCodec::Aac;
         c.variableFrameRate = true;
+        c.allowBFrames = false;
     } else if (ext == "avi") {
         // AVI stores no composition times; many players mis-time B-frames in it.
         c.muxerName = "avi";

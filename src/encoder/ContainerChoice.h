@@ -10,7 +10,10 @@ enum class AudioCodec { None, Aac, Mp3, Pcm16 };
 struct ContainerChoice {
     const char* muxerName = nullptr; // libavformat short name
     bool hasVideo = false;           // H.264 video when true
-    bool allowBFrames = true;        // false where the container has no composition times
+    // False where the container has no composition times (AVI), and where
+    // pictures come only when something changed: a B-frame there would wait
+    // for its next reference picture for seconds, and be reordered across them.
+    bool allowBFrames = true;
     // Every picture carries its own time (MPEG-4 family, FLV): a picture that
     // did not change is not stored again. AVI has a constant rate instead.
     bool variableFrameRate = false;

@@ -336,7 +336,9 @@ void Session::fillGap(int64_t index) {
     }
     const int64_t pictureGap = std::max<int64_t>(1, std::llround(fps_ * double(kMaxPictureGapMs) / 1000.0));
     for (int64_t last = nextIndex_ - 1;;) {
-        int64_t next = last + pictureGap;
+        // The first pictures come at the full rate, as in a constant-rate
+        // file: readers take the nominal rate from the first steps.
+        int64_t next = last < kFullRateLeadFrames - 1 ? last + 1 : last + pictureGap;
         const int64_t cut = muxer_.pendingCutIndex();
         if (cut > last && cut < next)
             next = cut;

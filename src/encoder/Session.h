@@ -84,6 +84,8 @@ public:
     // one long frame either way, rather than encoding hours of copies.
     static constexpr int64_t kMaxRepeatedGapMs = 10000;
     static constexpr int64_t kMaxPictureGapMs = 1000;
+    // Pictures stored at the full rate at the start, changed or not.
+    static constexpr int64_t kFullRateLeadFrames = 3;
 
     Session() = default;
     Session(const Session&) = delete;

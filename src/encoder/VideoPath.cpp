@@ -84,6 +84,10 @@ int VideoEncoder::drain(PacketSink& sink) {
             return ME_OK;
         if (ret < 0)
             return ME_ERR_ENCODER;
+        // A picture lasts until the next one, which the muxer measures; the
+        // last one of the file lasts one frame, whatever the gap before it.
+        if (packet_->duration <= 0)
+            packet_->duration = 1;
         const int written = sink.writeVideoPacket(packet_.get());
         av_packet_unref(packet_.get());
         if (written < 0)

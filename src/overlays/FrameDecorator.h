@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/capture/RowBands.h"
 #include "engine/RecordRequest.h"
 #include "overlays/CursorEffects.h"
 #include "overlays/FlippedGeometry.h"
@@ -28,6 +29,23 @@ struct FrameDecorationInput {
 // picture is the window alone.
 bool framesCarryDecorations(RecordVideoType recordVideoType);
 
+// What one frame's decorations look like, worked out before any pixel is
+// drawn: two frames with equal plans get the same pixels drawn on them, so a
+// screen that did not change needs no new frame unless its plan did.
+struct DecorationPlan {
+    PixelPosition cursorTop; // where the arrow's top-left goes
+    bool drawCursor = false;
+    bool drawHighlight = false;
+    PixelPosition highlightTop;
+    bool drawRing = false;
+    float ringWidth = 0;
+    PixelPosition ringTop;
+    WatermarkRenderer::Signature watermark;
+    bool operator==(const DecorationPlan&) const = default;
+    // A value that differs whenever the plans differ (but for collisions of a 64-bit hash).
+    uint64_t signature() const;
+};
+
 // Draws, into each captured screen frame and in this order: the highlight
 // under the cursor, the click ring, the arrow cursor, the watermark. The frame
 // is drawn on where it lies; nothing is copied.
@@ -40,8 +58,14 @@ public:
                    WatermarkRenderer::Clock now = {});
 
     // Screen thread: decorates `frame`, which shows `input.captureRect`.
-    // Advances the click ring by one frame.
-    void appendMouseCursor(const PixelBufferView& frame, const FrameDecorationInput& input);
+    // Advances the click ring by one frame. Returns the rows drawn on.
+    RowBands appendMouseCursor(const PixelBufferView& frame, const FrameDecorationInput& input);
+
+    // The same in two steps. plan() advances the click ring by one frame,
+    // whether the plan is drawn or not (the ring grows with time, not with
+    // the frames stored); draw() returns the rows it drew on.
+    DecorationPlan plan(const FrameDecorationInput& input, int frameHeight);
+    RowBands draw(const PixelBufferView& frame, const DecorationPlan& plan);
 
 private:
     CursorClickState& clicks_;

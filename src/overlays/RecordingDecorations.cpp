@@ -31,14 +31,20 @@ std::function<void(VideoFrame&, const RVRect&)> RecordingDecorations::hook() {
     };
 }
 
-void RecordingDecorations::decorate(VideoFrame& frame) {
-    if (!enabled_)
-        return;
-    std::lock_guard lock(frameMutex_);
+std::function<uint64_t(const VideoFrame&, const RVRect&)> RecordingDecorations::signatureHook() {
+    return [this](const VideoFrame& frame, const RVRect&) {
+        return planFor(frame);
+    };
+}
+
+void RecordingDecorations::ensureDecorator() {
     if (!decorator_)
         decorator_ = std::make_unique<FrameDecorator>(clicks_, watermark_);
     if (!pointer_)
         pointer_ = std::make_unique<x11input::PointerReader>();
+}
+
+FrameDecorationInput RecordingDecorations::inputFor(const VideoFrame& frame) {
     FrameDecorationInput input;
     input.flags = flags_;
     const ScreenRect area{double(frame.originX), double(frame.originY), double(frame.pixels.width),
@@ -48,5 +54,30 @@ void RecordingDecorations::decorate(VideoFrame& frame) {
         if (const auto at = pointer_->position())
             input.pointer = screenPointFromRoot(at->x, at->y, primary_);
     }
-    decorator_->appendMouseCursor(frame.pixels, input);
+    return input;
+}
+
+uint64_t RecordingDecorations::planFor(const VideoFrame& frame) {
+    if (!enabled_)
+        return 0;
+    std::lock_guard lock(frameMutex_);
+    ensureDecorator();
+    plannedFrame_ = decorator_->plan(inputFor(frame), frame.pixels.height);
+    plannedFor_ = &frame;
+    return plannedFrame_->signature();
+}
+
+void RecordingDecorations::decorate(VideoFrame& frame) {
+    if (!enabled_)
+        return;
+    std::lock_guard lock(frameMutex_);
+    ensureDecorator();
+    // The plan the compositor judged this frame by, so that what was
+    // compared is what is drawn; otherwise a fresh one.
+    const DecorationPlan plan = plannedFrame_ && plannedFor_ == &frame
+                                    ? *plannedFrame_
+                                    : decorator_->plan(inputFor(frame), frame.pixels.height);
+    plannedFrame_.reset();
+    plannedFor_ = nullptr;
+    frame.drawnRows.add(decorator_->draw(frame.pixels, plan), frame.pixels.height);
 }

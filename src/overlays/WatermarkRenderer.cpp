@@ -71,18 +71,31 @@ const QImage& WatermarkRenderer::preparedPicture(const QImage& source, const Wat
     return p.picture;
 }
 
-void WatermarkRenderer::draw(const PixelBufferView& frame) {
+WatermarkRenderer::Signature WatermarkRenderer::signature() {
+    if (state_.generation() != snapshot_.generation)
+        snapshot_ = state_.snapshot();
+    Signature s;
+    s.generation = snapshot_.generation;
+    if (snapshot_.model.isTimeTextWatermark)
+        s.second = static_cast<int64_t>(now_());
+    return s;
+}
+
+std::optional<std::pair<int, int>> WatermarkRenderer::draw(const PixelBufferView& frame) {
     if (state_.generation() != snapshot_.generation)
         snapshot_ = state_.snapshot();
     const QImage* picture = currentPicture();
     if (!picture || picture->isNull())
-        return;
+        return std::nullopt;
     const WatermarkFrameRect rect =
         watermarkFrameRect(QSizeF(picture->size()), snapshot_.model.isTimeTextWatermark, snapshot_.placement,
                            frame.width, frame.height);
     if (rect.width <= 0 || rect.height <= 0)
-        return;
+        return std::nullopt;
     PixelPosition topLeft;
     const QImage& prepared = preparedPicture(*picture, rect, frame.width, frame.height, topLeft);
+    if (prepared.isNull())
+        return std::nullopt;
     blendPicture(frame, prepared, topLeft);
+    return std::make_pair(topLeft.row, topLeft.row + prepared.height());
 }

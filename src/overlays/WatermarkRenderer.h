@@ -7,6 +7,8 @@
 #include <QImage>
 #include <ctime>
 #include <functional>
+#include <optional>
+#include <utility>
 
 // Draws the watermark into captured frames. Everything that can be prepared
 // is prepared once and kept: the time text is formatted and rendered again
@@ -25,7 +27,17 @@ public:
                                WeekRules weekRules = weekRulesForLocale(QLocale::system()));
 
     // Draws the watermark into `frame` (bottom-left origin for placement).
-    void draw(const PixelBufferView& frame);
+    // Returns the rows drawn on, [first, second), or nothing.
+    std::optional<std::pair<int, int>> draw(const PixelBufferView& frame);
+
+    // What the next draw() would show: the watermark's settings, and the
+    // second for a time watermark. Equal signatures draw equal pixels.
+    struct Signature {
+        uint64_t generation = 0;
+        int64_t second = -1;
+        bool operator==(const Signature&) const = default;
+    };
+    Signature signature();
 
     // The text the time kind showed in the last frame (tests, traces).
     const QString& lastTimeText() const { return timeText_; }

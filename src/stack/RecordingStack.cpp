@@ -102,8 +102,10 @@ void RecordingStack::setHost(RVRecordHost host) {
 }
 
 void RecordingStack::setCompositorHooks(FrameCompositor::Hooks hooks) {
-    if (decorations_)
+    if (decorations_) {
         hooks.appendMouseCursor = decorations_->hook();
+        hooks.decorationSignature = decorations_->signatureHook();
+    }
     manager_->setCompositorHooks(std::move(hooks));
 }
 

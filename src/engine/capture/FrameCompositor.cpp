@@ -44,11 +44,61 @@ void FrameCompositor::screenFrame(const VideoFramePtr& frame) {
     const RecordVideoType kind = state_.recordVideoType;
     if (kind == RecordVideoType::AudioOnly)
         return;
-    if (kind != RecordVideoType::AppWindow && hooks_.appendMouseCursor) {
-        const RVRect rect = state_.captureRect;
-        hooks_.appendMouseCursor(*frame, rect);
+    const bool decorated = kind != RecordVideoType::AppWindow && hooks_.appendMouseCursor;
+    const RVRect rect = state_.captureRect;
+    if (!showsSomethingNew(*frame, decorated, rect)) {
+        // The encoder holds the last picture on screen until the next one.
+        ++unchangedFrames_;
+        return;
     }
-    stampAndPush(frame);
+    if (decorated)
+        hooks_.appendMouseCursor(*frame, rect);
+    double timestampMs = 0;
+    VideoFramePtr pushed = stampAndPush(frame, timestampMs);
+    // A frame the queue had no room for: the next one must go, whatever it shows.
+    if (!pushed)
+        havePushedScreen_ = false;
+    std::lock_guard lock(lastScreenMutex_);
+    lastScreenFrame_ = std::move(pushed);
+    lastScreenTimestampMs_ = timestampMs;
+}
+
+bool FrameCompositor::showsSomethingNew(const VideoFrame& frame, bool decorated, const RVRect& captureRect) {
+    if (state_.clock.startDate() == 0) {
+        // A new recording starts with a picture.
+        havePushedScreen_ = false;
+        std::lock_guard lock(lastScreenMutex_);
+        lastScreenFrame_.reset();
+    }
+    const uint64_t signature =
+        decorated && hooks_.decorationSignature ? hooks_.decorationSignature(frame, captureRect) : 0;
+    // A still screen is still pushed now and then, so the file gets a
+    // picture at least that often while it is being written.
+    const bool due = frame.captureTime - lastPushCaptureTime_ >= kStillPictureSeconds;
+    const bool push = frame.pictureChanged || !havePushedScreen_ || signature != lastSignature_ || due;
+    havePushedScreen_ = true;
+    lastSignature_ = signature;
+    if (push)
+        lastPushCaptureTime_ = frame.captureTime;
+    return push;
+}
+
+void FrameCompositor::holdLastPictureUntil(double now) {
+    VideoFramePtr last;
+    double lastMs = 0;
+    {
+        std::lock_guard lock(lastScreenMutex_);
+        last = std::move(lastScreenFrame_);
+        lastMs = lastScreenTimestampMs_;
+    }
+    if (!last || state_.clock.startDate() == 0)
+        return;
+    const double fps = state_.fps > 0 ? double(state_.fps) : 30.0;
+    const double nowMs = std::max(state_.clock.timestamp(now) * 1000.0, lastTimestampMs_.load());
+    if (nowMs - lastMs < 1000.0 / fps)
+        return;
+    lastTimestampMs_ = nowMs;
+    pushQueue_->offer(std::move(last), nowMs);
 }
 
 void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
@@ -67,8 +117,10 @@ void FrameCompositor::cameraFrame(const VideoFramePtr& frame) {
     }
     if (hooks_.cameraPreview)
         hooks_.cameraPreview(frame->pixels);
-    if (cameraMode && isRecordingStatus() && session_.isWorking)
-        stampAndPush(frame);
+    if (cameraMode && isRecordingStatus() && session_.isWorking) {
+        double timestampMs = 0;
+        stampAndPush(frame, timestampMs);
+    }
 }
 
 void FrameCompositor::audioBuffer(const AudioSampleBuffer& buffer, double captureTime) {
@@ -121,7 +173,7 @@ void FrameCompositor::pushSilence(int64_t frames, int channels, int sampleRate) 
     }
 }
 
-void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
+VideoFramePtr FrameCompositor::stampAndPush(const VideoFramePtr& frame, double& timestampMsOut) {
     const double when = frame->captureTime > 0 ? frame->captureTime : now_();
     if (state_.clock.startDate() == 0)
         lastTimestampMs_ = 0;
@@ -135,8 +187,10 @@ void FrameCompositor::stampAndPush(const VideoFramePtr& frame) {
     const auto width = static_cast<int>(size.width);
     const auto height = static_cast<int>(size.height);
     VideoFramePtr sized = pixelBufferFromCGImage(frame, width, height);
-    if (sized)
-        pushQueue_->offer(std::move(sized), timestampMs);
+    timestampMsOut = timestampMs;
+    if (sized && pushQueue_->offer(sized, timestampMs))
+        return sized;
+    return nullptr;
 }
 
 VideoFramePtr FrameCompositor::pixelBufferFromCGImage(const VideoFramePtr& frame, int width, int height) {

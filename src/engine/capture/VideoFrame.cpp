@@ -35,17 +35,29 @@ std::shared_ptr<FramePool> FramePool::create(int width, int height, int count, c
 }
 
 VideoFramePtr FramePool::acquire() {
+    return acquire([](const VideoFrame&) { return int64_t{0}; });
+}
+
+VideoFramePtr FramePool::acquire(const std::function<int64_t(const VideoFrame&)>& cost) {
     std::lock_guard lock(mutex_);
+    std::size_t best = inUse_.size();
+    int64_t bestCost = 0;
     for (std::size_t i = 0; i < inUse_.size(); ++i) {
         if (inUse_[i])
             continue;
-        inUse_[i] = true;
-        // The frame keeps its pool alive, so a source may go away while its
-        // last frames are still queued for the encoder.
-        auto self = shared_from_this();
-        return VideoFramePtr(&frames_[i], [self, i](VideoFrame*) { self->release(i); });
+        const int64_t c = cost(frames_[i]);
+        if (best == inUse_.size() || c < bestCost) {
+            best = i;
+            bestCost = c;
+        }
     }
-    return nullptr;
+    if (best == inUse_.size())
+        return nullptr;
+    inUse_[best] = true;
+    // The frame keeps its pool alive, so a source may go away while its
+    // last frames are still queued for the encoder.
+    auto self = shared_from_this();
+    return VideoFramePtr(&frames_[best], [self, best](VideoFrame*) { self->release(best); });
 }
 
 void FramePool::release(std::size_t index) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/capture/RowBands.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -25,6 +26,14 @@ struct VideoFrame {
     int originY = 0;
     // The memory behind `pixels` (an X shared-memory segment, a heap block).
     FrameStorage* storage = nullptr;
+    // False when the source knows the picture is the same as in the frame it
+    // delivered before (nothing on screen changed); the compositor then needs
+    // to push it only if its decorations differ.
+    bool pictureChanged = true;
+    // Rows something was drawn on after the grab (the cursor, the
+    // watermark): set by whoever draws, read by the source when it takes the
+    // buffer again, since those rows no longer show the screen.
+    RowBands drawnRows;
 };
 using VideoFramePtr = std::shared_ptr<VideoFrame>;
 
@@ -53,6 +62,10 @@ public:
 
     // A free frame, or null when all are in use.
     VideoFramePtr acquire();
+    // The free frame for which `cost` is lowest (the one that needs least
+    // work to be brought up to date), or null when all are in use. `cost`
+    // runs under the pool's lock: keep it short.
+    VideoFramePtr acquire(const std::function<int64_t(const VideoFrame&)>& cost);
 
     int width() const { return width_; }
     int height() const { return height_; }

@@ -90,6 +90,7 @@ void RVRecordManager::post(std::function<void()> task) {
 void RVRecordManager::setCompositorHooks(FrameCompositor::Hooks hooks) {
     auto& h = compositor_->hooks();
     h.appendMouseCursor = std::move(hooks.appendMouseCursor);
+    h.decorationSignature = std::move(hooks.decorationSignature);
     h.cameraPreview = std::move(hooks.cameraPreview);
     h.audioVolum = std::move(hooks.audioVolum);
 }
@@ -246,6 +247,8 @@ void RVRecordManager::beginStop() {
     desktopElements.clear();
     status = RecordingStatus::Idle;
     endAudioRetry();
+    // A screen that stood still until now has its last picture last until now.
+    compositor_->holdLastPictureUntil(now_());
     // Frames accepted before the stop are still on their way; they belong in
     // the file, ahead of the trailers.
     compositor_->drain();

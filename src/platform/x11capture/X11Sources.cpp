@@ -12,7 +12,10 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <thread>
+#include <unordered_map>
+#include <xcb/damage.h>
 #include <xcb/shm.h>
+#include <xcb/xfixes.h>
 
 namespace x11capture {
 namespace {
@@ -62,19 +65,87 @@ private:
     int height_;
 };
 
-bool grabInto(xcb_connection_t* c, xcb_window_t root, ShmStorage& storage, int x, int y, int width,
-              int height) {
+// Grabs the root window's area at (x, y) into the segment, `offset` bytes in.
+bool grabInto(xcb_connection_t* c, xcb_window_t root, ShmStorage& storage, int x, int y, int width, int height,
+              uint32_t offset = 0) {
     XcbReply<xcb_generic_error_t> error;
     xcb_generic_error_t* raw = nullptr;
     XcbReply<xcb_shm_get_image_reply_t> reply(
         xcb_shm_get_image_reply(c,
                                 xcb_shm_get_image(c, root, static_cast<int16_t>(x), static_cast<int16_t>(y),
                                                   static_cast<uint16_t>(width), static_cast<uint16_t>(height),
-                                                  ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, storage.segment(), 0),
+                                                  ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, storage.segment(), offset),
                                 &raw));
     error.reset(raw);
     return reply && !error;
 }
+
+// What changed on the root window, through XDamage: the server collects the
+// damaged area, and each look moves it into an XFixes region and reads it
+// back (one round trip). Works under a compositing manager too, whose
+// painting of the screen is itself damage on the root window.
+class DamageWatch {
+public:
+    // False when the server lacks DAMAGE or XFIXES; everything then counts
+    // as changed every time.
+    bool start(xcb_connection_t* c, xcb_window_t root) {
+        const xcb_query_extension_reply_t* damage = xcb_get_extension_data(c, &xcb_damage_id);
+        const xcb_query_extension_reply_t* xfixes = xcb_get_extension_data(c, &xcb_xfixes_id);
+        if (!damage || !damage->present || !xfixes || !xfixes->present)
+            return false;
+        // Both must be told the version we speak before their first request.
+        XcbReply<xcb_xfixes_query_version_reply_t>(
+            xcb_xfixes_query_version_reply(c, xcb_xfixes_query_version(c, 2, 0), nullptr));
+        XcbReply<xcb_damage_query_version_reply_t>(
+            xcb_damage_query_version_reply(c, xcb_damage_query_version(c, 1, 1), nullptr));
+        damage_ = xcb_generate_id(c);
+        region_ = xcb_generate_id(c);
+        // Non-empty: one notification per look at most; the area itself is
+        // read from the region, so the events are only drained.
+        XcbReply<xcb_generic_error_t> e1(xcb_request_check(
+            c, xcb_damage_create_checked(c, damage_, root, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY)));
+        XcbReply<xcb_generic_error_t> e2(
+            xcb_request_check(c, xcb_xfixes_create_region_checked(c, region_, 0, nullptr)));
+        connection_ = c;
+        active_ = !e1 && !e2;
+        return active_;
+    }
+    ~DamageWatch() {
+        if (connection_ && active_) {
+            xcb_damage_destroy(connection_, damage_);
+            xcb_xfixes_destroy_region(connection_, region_);
+            xcb_flush(connection_);
+        }
+    }
+    bool active() const { return active_; }
+
+    // The rows of the area (x, y, width x height) damaged since the last
+    // call, in the area's own rows. False when the server did not answer.
+    bool collect(int x, int y, int width, int height, RowBands& rows) {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(connection_))
+            std::free(event);
+        xcb_damage_subtract(connection_, damage_, XCB_NONE, region_);
+        XcbReply<xcb_xfixes_fetch_region_reply_t> reply(
+            xcb_xfixes_fetch_region_reply(connection_, xcb_xfixes_fetch_region(connection_, region_), nullptr));
+        if (!reply)
+            return false;
+        const xcb_rectangle_t* rects = xcb_xfixes_fetch_region_rectangles(reply.get());
+        const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
+        for (int i = 0; i < count; ++i) {
+            const xcb_rectangle_t& r = rects[i];
+            if (r.x + r.width <= x || r.x >= x + width)
+                continue;
+            rows.add(r.y - y, r.y + r.height - y, height);
+        }
+        return true;
+    }
+
+private:
+    xcb_connection_t* connection_ = nullptr;
+    xcb_damage_damage_t damage_ = 0;
+    xcb_xfixes_region_t region_ = 0;
+    bool active_ = false;
+};
 
 bool checkServer(const XcbDisplay& display, std::string& error) {
     const xcb_query_extension_reply_t* shm = xcb_get_extension_data(display.connection.get(), &xcb_shm_id);
@@ -92,6 +163,9 @@ bool checkServer(const XcbDisplay& display, std::string& error) {
 // Frames in flight: one being grabbed, the push queue's four, one being
 // encoded. A seventh would only wait behind a full queue.
 constexpr int kPoolFrames = 6;
+// Separate bands of rows brought up to date in one frame, each one request
+// to the server; closer bands are joined beyond that.
+constexpr std::size_t kMaxGrabBands = 8;
 
 // The grab loop shared by the screen and the window source.
 class X11Source : public CaptureSource {
@@ -117,6 +191,13 @@ public:
             error = "cannot create shared memory for the screen grab";
             return false;
         }
+        damage_ = std::make_unique<DamageWatch>();
+        if (!damage_->start(display_.connection.get(), root()))
+            EMLog::showMessage("%s %d no XDamage on this display: every frame is grabbed whole", __func__,
+                               __LINE__);
+        stale_.clear();
+        changedSinceDelivery_ = true;
+        haveOrigin_ = false;
         stopping_ = false;
         thread_ = std::thread([this] { run(); });
         return true;
@@ -186,17 +267,22 @@ private:
             deliverFailure("the captured window was closed");
             return false;
         }
-        VideoFramePtr frame = pool_->acquire();
+        x = std::clamp(x, 0, std::max(0, rootWidth() - width_));
+        y = std::clamp(y, 0, std::max(0, rootHeight() - height_));
+        noteChanges(x, y);
+        // The buffer that is quickest to bring up to date: usually the one
+        // that went back to the pool last, untouched.
+        VideoFramePtr frame = pool_->acquire([this](const VideoFrame& f) {
+            const auto it = stale_.find(f.storage);
+            return (it == stale_.end() ? height_ : it->second.rowCount()) + f.drawnRows.rowCount();
+        });
         if (!frame) {
             if (++skipped == 1 || skipped % 100 == 0)
                 EMLog::showMessage("%s %d screen grabs skipped (encoder behind): %llu", __func__, __LINE__,
                                    static_cast<unsigned long long>(skipped));
             return true;
         }
-        x = std::clamp(x, 0, std::max(0, rootWidth() - width_));
-        y = std::clamp(y, 0, std::max(0, rootHeight() - height_));
-        auto* storage = static_cast<ShmStorage*>(frame->storage);
-        if (!grabInto(connection(), root(), *storage, x, y, width_, height_)) {
+        if (!refresh(*frame, x, y)) {
             if (xcb_connection_has_error(connection())) {
                 deliverFailure("the connection to the X server was lost");
                 return false;
@@ -206,13 +292,62 @@ private:
         frame->captureTime = captureClockNow();
         frame->originX = x;
         frame->originY = y;
+        frame->pictureChanged = changedSinceDelivery_;
+        changedSinceDelivery_ = false;
         deliverVideo(frame);
+        return true;
+    }
+
+    // The rows that changed on screen since the last look go stale in every
+    // buffer; a moved area (a window that moved) or a display without
+    // XDamage makes everything stale.
+    void noteChanges(int x, int y) {
+        RowBands fresh;
+        const bool moved = !haveOrigin_ || x != lastX_ || y != lastY_;
+        if (moved || !damage_->active() || !damage_->collect(x, y, width_, height_, fresh))
+            fresh.addAll(height_);
+        haveOrigin_ = true;
+        lastX_ = x;
+        lastY_ = y;
+        if (fresh.empty())
+            return;
+        changedSinceDelivery_ = true;
+        for (auto& [storage, rows] : stale_)
+            rows.add(fresh, height_);
+    }
+
+    // Grabs the buffer's stale rows, and the rows drawn on since its last
+    // grab, in bands of whole rows straight into its shared memory.
+    bool refresh(VideoFrame& frame, int x, int y) {
+        // A buffer not used before shows nothing yet.
+        auto [it, unused] = stale_.try_emplace(frame.storage);
+        RowBands& rows = it->second;
+        if (unused)
+            rows.addAll(height_);
+        rows.add(frame.drawnRows, height_);
+        frame.drawnRows.clear();
+        rows.limitTo(kMaxGrabBands);
+        auto* storage = static_cast<ShmStorage*>(frame.storage);
+        const auto rowBytes = static_cast<uint32_t>(width_) * 4;
+        for (const RowBands::Band& band : rows.bands()) {
+            if (!grabInto(connection(), root(), *storage, x, y + band.first, width_, band.end - band.first,
+                          static_cast<uint32_t>(band.first) * rowBytes))
+                return false; // the rows stay stale for the next try
+        }
+        rows.clear();
         return true;
     }
 
     double fps_;
     XcbDisplay display_;
     std::shared_ptr<FramePool> pool_;
+    // Capture thread (set up in start()).
+    std::unique_ptr<DamageWatch> damage_;
+    std::unordered_map<const FrameStorage*, RowBands> stale_; // rows of each buffer not showing the screen
+    bool changedSinceDelivery_ = true;
+    bool haveOrigin_ = false;
+    int lastX_ = 0;
+    int lastY_ = 0;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;

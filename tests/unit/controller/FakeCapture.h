@@ -25,7 +25,7 @@ public:
     int frameHeight() const override { return height_; }
 
     // A frame of the source's size, filled with one BGRA value.
-    void emitFrame(double captureTime, uint32_t color = 0xff204080) {
+    void emitFrame(double captureTime, uint32_t color = 0xff204080, bool pictureChanged = true) {
         if (!pool_)
             pool_ = FramePool::create(width_, height_, 8);
         VideoFramePtr frame = pool_->acquire();
@@ -33,6 +33,7 @@ public:
             for (int x = 0; x < width_; ++x)
                 reinterpret_cast<uint32_t*>(frame->pixels.row(y))[x] = color;
         frame->captureTime = captureTime;
+        frame->pictureChanged = pictureChanged;
         deliverVideo(frame);
     }
     void emitAudio(int frames) {

@@ -123,6 +123,37 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
     EXPECT_EQ(selectionOpened, 1);
 }
 
+// A screen that stands still costs nothing: a frame is pushed only when its
+// picture or its decorations changed, and the last one is held to the stop.
+TEST_F(RecordManagerTest, AStillScreenIsPushedOnlyWhenItOrItsDecorationsChange) {
+    uint64_t signature = 1;
+    int decorated = 0;
+    FrameCompositor::Hooks hooks;
+    hooks.decorationSignature = [&](const VideoFrame&, const RVRect&) { return signature; };
+    hooks.appendMouseCursor = [&](VideoFrame&, const RVRect&) { ++decorated; };
+    manager->setCompositorHooks(hooks);
+    manager->configure(request(RecordVideoType::FullScreen, {0, 0, 0, 0}));
+    manager->startRecording();
+
+    const bool still = false;
+    factory->screen->emitFrame(101.0, 0xff204080, still); // the first frame always goes
+    factory->screen->emitFrame(101.1, 0xff204080, still);
+    factory->screen->emitFrame(101.2, 0xff204080, still);
+    EXPECT_EQ(pushedAfterDrain(), 1u);
+    signature = 2; // the pointer moved
+    factory->screen->emitFrame(101.3, 0xff204080, still);
+    factory->screen->emitFrame(101.4, 0xff204080, still);
+    EXPECT_EQ(pushedAfterDrain(), 2u);
+    factory->screen->emitFrame(101.5, 0xff806040, true);
+    EXPECT_EQ(pushedAfterDrain(), 3u);
+    EXPECT_EQ(decorated, 3) << "decorations drawn on frames that were not kept";
+    EXPECT_EQ(manager->compositor().unchangedFrames(), 3u);
+
+    now = 103.0;
+    manager->stopRecording();
+    EXPECT_EQ(manager->compositor().pushedFrames(), 4u) << "the last picture does not last until the stop";
+}
+
 TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
     manager->configure(request(RecordVideoType::FullScreen, {}));
     manager->startRecording();
