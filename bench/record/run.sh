@@ -1,16 +1,22 @@
 #!/usr/bin/env bash
-# Recording cost, FrameDeck against FFmpeg's x11grab, measured in one run on
-# a private test desktop (1920x1080) showing a light animation:
-#   1. `framedeck record`, full screen, 30 fps, cursor + click ring + a text
-#      watermark, for 20 s, while the screen is clicked a few times;
-#   2. `ffmpeg -f x11grab -draw_mouse 1` with the same libx264 settings;
-#   3. the same pair at 60 fps.
-# For each: CPU seconds (user + sys of the recorder process) per recorded
-# second, frames written against expected, repeated and dropped frames, peak
-# RSS, and the FrameDeck / ffmpeg CPU ratio.
+# Recording cost, FrameDeck against FFmpeg's x11grab and against the encoder
+# alone, measured in one run on a private test desktop (1920x1080), over
+# three scenes:
+#   static     the desktop, the pointer moved every 3 s;
+#   typing     a terminal-like window typed into 12.5 times a second, with a
+#              blinking caret (bench_record_animation --typing);
+#   animation  a light full-screen animation, clicked four times
+#              (bench_record_animation); also at 60 fps.
+# For each scene: `framedeck record` full screen with cursor, click ring and
+# a text watermark; `ffmpeg -f x11grab -draw_mouse 1` with the same libx264
+# settings; and the floor: ffmpeg encoding, with the same settings, the
+# scene's raw frames grabbed beforehand into a file (the encoder alone).
+# Printed: CPU seconds (user + sys) per recorded second, frames in the file,
+# repeated and dropped frames, peak RSS, and the ratios to ffmpeg and to the floor.
 #
 #   bench/record/run.sh [BUILD_DIR]      (default: build; needs bench_record_animation)
 #   BENCH_SECONDS=20 BENCH_QUALITY=hd    (length; original | hd | sd)
+#   BENCH_SCENES="static typing animation animation60"
 set -euo pipefail
 
 self=$(readlink -f "${BASH_SOURCE[0]}")
@@ -18,6 +24,7 @@ root=$(cd "$(dirname "$self")/../.." && pwd)
 build=$(readlink -f "${1:-$root/build}")
 seconds=${BENCH_SECONDS:-20}
 quality=${BENCH_QUALITY:-hd}
+scenes=${BENCH_SCENES:-static typing animation animation60}
 
 # Always on a desktop of its own: never record the user's screen.
 if [[ -z ${FRAMEDECK_DESKTOP_DIR:-} ]]; then
@@ -28,9 +35,10 @@ for tool in "$build/bin/framedeck" "$build/bin/bench_record_animation" ffmpeg ff
   command -v "$tool" >/dev/null || { echo "run.sh: $tool is missing (build bench_record_animation and framedeck)" >&2; exit 1; }
 done
 
-# What libMediaEncoder gives libx264 (src/encoder/VideoPath.cpp): preset
-# veryfast, the quality's bit rate, a keyframe every 2 s, a look-ahead of
-# fps/3 frames kept within 5...10, and 1.5 threads per core (at most 6).
+# What libMediaEncoder gives libx264 for MP4 (src/encoder/VideoPath.cpp):
+# preset veryfast, the quality's bit rate, a keyframe every 2 s, no B-frames
+# (pictures come only when the screen changed), a look-ahead of fps/3 frames
+# kept within 5...10, and 1.5 threads per core (at most 6).
 case $quality in
   original) kbps=8000 ;;
   hd) kbps=5000 ;;
@@ -42,7 +50,8 @@ threads=$(((cores * 3 + 1) / 2))
 ((threads > 6)) && threads=6
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/bench-record.XXXXXX")
-trap 'kill "$animation" 2>/dev/null || true; rm -rf "$work"' EXIT
+scene_pid=
+trap 'kill $scene_pid 2>/dev/null || true; rm -rf "$work"' EXIT
 
 # FrameDeck's settings: its own home, so the user's settings stay untouched.
 mkdir -p "$work/config/FrameDeck"
@@ -60,47 +69,92 @@ Watermark_center_x=0.8
 Watermark_center_y=0.1
 EOF
 
-"$build/bin/bench_record_animation" &
-animation=$!
-xdotool mousemove 700 400
-
-# Clicks a few times while a recording runs (the ring shows after each).
-clicker() {
-  sleep 3
-  for _ in 1 2 3 4; do
-    xdotool click 1
-    sleep $((seconds / 5))
-  done
+x264_args() {
+  local fps=$1 lookahead=$((($1 + 1) / 3))
+  ((lookahead < 5)) && lookahead=5
+  ((lookahead > 10)) && lookahead=10
+  echo "-c:v libx264 -preset veryfast -b:v ${kbps}k -bf 0 -g $((fps * 2)) -rc-lookahead $lookahead -threads $threads -pix_fmt yuv420p"
 }
 
-# measure NAME FPS COMMAND... : runs the recorder under /usr/bin/time.
+# start_scene NAME: puts the scene on screen; the pointer or the clicks that go
+# with it run during each recording (actions).
+start_scene() {
+  kill $scene_pid 2>/dev/null || true
+  wait $scene_pid 2>/dev/null || true
+  scene_pid=
+  case $1 in
+    typing) "$build/bin/bench_record_animation" 0 --typing & scene_pid=$! ;;
+    animation*) "$build/bin/bench_record_animation" & scene_pid=$! ;;
+  esac
+  xdotool mousemove 700 400
+  sleep 1
+}
+
+actions() {
+  case $1 in
+    static | typing)
+      # The pointer moves now and then.
+      for i in $(seq 1 $((seconds / 3))); do
+        sleep 3
+        xdotool mousemove $((300 + i * 97 % 900)) $((200 + i * 61 % 500))
+      done ;;
+    animation*)
+      sleep 3
+      for _ in 1 2 3 4; do
+        xdotool click 1
+        sleep $((seconds / 5))
+      done ;;
+  esac
+}
+
+# measure NAME SCENE COMMAND... : runs the recorder under /usr/bin/time.
 measure() {
-  local name=$1 fps=$2
+  local name=$1 scene=$2
   shift 2
-  clicker &
-  local clicks=$!
+  actions "$scene" &
+  local acting=$!
   /usr/bin/time -f "%U %S %M" -o "$work/$name.time" "$@" >"$work/$name.out" 2>"$work/$name.log" || {
     echo "run.sh: $name failed:" >&2
     tail -5 "$work/$name.log" >&2
   }
-  wait "$clicks" || true
+  kill "$acting" 2>/dev/null || true
+  wait "$acting" 2>/dev/null || true
 }
 
+fps_of() { [[ $1 == animation60 ]] && echo 60 || echo 30; }
+
 framedeck() {
-  local fps=$1
+  local scene=$1 fps
+  fps=$(fps_of "$scene")
   HOME=$work XDG_CONFIG_HOME=$work/config XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data \
-    measure "framedeck$fps" "$fps" "$build/bin/framedeck" record --mode full --audio none --fps "$fps" \
-    --quality "$quality" --seconds "$seconds" --output "$work/framedeck$fps.mp4"
+    measure "framedeck-$scene" "$scene" "$build/bin/framedeck" record --mode full --audio none --fps "$fps" \
+    --quality "$quality" --seconds "$seconds" --output "$work/framedeck-$scene.mp4"
 }
 
 peer() {
-  local fps=$1 lookahead=$((($1 + 1) / 3))
-  ((lookahead < 5)) && lookahead=5
-  ((lookahead > 10)) && lookahead=10
-  measure "ffmpeg$fps" "$fps" ffmpeg -nostdin -v error -f x11grab -draw_mouse 1 -framerate "$fps" \
-    -video_size 1920x1080 -i "$DISPLAY" -t "$seconds" -c:v libx264 -preset veryfast -b:v "${kbps}k" \
-    -g $((fps * 2)) -rc-lookahead "$lookahead" -threads "$threads" -pix_fmt yuv420p \
-    -progress "$work/ffmpeg$fps.progress" -y "$work/ffmpeg$fps.mp4"
+  local scene=$1 fps
+  fps=$(fps_of "$scene")
+  # shellcheck disable=SC2046
+  measure "ffmpeg-$scene" "$scene" ffmpeg -nostdin -v error -f x11grab -draw_mouse 1 -framerate "$fps" \
+    -video_size 1920x1080 -i "$DISPLAY" -t "$seconds" $(x264_args "$fps") \
+    -progress "$work/ffmpeg-$scene.progress" -y "$work/ffmpeg-$scene.mp4"
+}
+
+# The encoder alone: the scene grabbed first into raw frames, then encoded
+# from the file (reading it costs next to nothing beside the encoder).
+floor() {
+  local scene=$1 fps
+  fps=$(fps_of "$scene")
+  actions "$scene" &
+  local acting=$!
+  ffmpeg -nostdin -v error -f x11grab -draw_mouse 1 -framerate "$fps" -video_size 1920x1080 -i "$DISPLAY" \
+    -t "$seconds" -pix_fmt yuv420p -f rawvideo -y "$work/raw.yuv"
+  kill "$acting" 2>/dev/null || true
+  wait "$acting" 2>/dev/null || true
+  # shellcheck disable=SC2046
+  /usr/bin/time -f "%U %S %M" -o "$work/floor-$scene.time" ffmpeg -nostdin -v error -f rawvideo \
+    -pix_fmt yuv420p -s 1920x1080 -r "$fps" -i "$work/raw.yuv" $(x264_args "$fps") -y "$work/floor-$scene.mp4"
+  rm -f "$work/raw.yuv"
 }
 
 frames_in() {
@@ -114,15 +168,17 @@ cpu_of() {
   awk -v u="$user" -v s="$sys" -v t="$seconds" 'BEGIN { printf "%.3f", (u + s) / t }'
 }
 
-# Prints one row of the table, without its last column.
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", b > 0 ? a / b : 0 }'; }
+
+# Prints one row of the table.
 row() {
-  local name=$1 label=$2 fps=$3 dup=0 drop=0 user sys rss summary
+  local name=$1 label=$2 fps=$3 scene=$4 dup=0 drop=0 user sys rss summary
   read -r user sys rss <"$work/$name.time"
   if [[ $name == ffmpeg* ]]; then
     dup=$(grep '^dup_frames=' "$work/$name.progress" | tail -1 | cut -d= -f2)
     drop=$(grep '^drop_frames=' "$work/$name.progress" | tail -1 | cut -d= -f2)
-  else
-    # The encoder fills a missed frame with the one before it (repeated);
+  elif [[ $name == framedeck* ]]; then
+    # Pictures the encoder stored again (a still screen's one a second);
     # late frames and overflow are dropped. No summary: neither happened.
     summary=$(grep -o '[0-9]* frames repeated, [0-9]* late frames dropped, [0-9]* frames' "$work/$name.log" |
       tail -1 || true)
@@ -130,23 +186,32 @@ row() {
       dup=$(awk '{ print $1 }' <<<"$summary")
       drop=$(awk '{ print $4 + $8 }' <<<"$summary")
     fi
+    local queue
+    queue=$(grep -o 'video frames dropped: [0-9]*' "$work/$name.log" | tail -1 | awk '{ print $4 }' || true)
+    drop=$((drop + ${queue:-0}))
   fi
-  printf "| %-26s | %9s | %6s / %-6s | %7s / %-7s | %5d MB |" "$label" "$(cpu_of "$name")" "$(frames_in "$work/$name.mp4")" \
-    $((fps * seconds)) "${dup:-?}" "${drop:-?}" $((rss / 1024))
+  local cpu
+  cpu=$(cpu_of "$name")
+  printf "| %-9s | %-22s | %9s | %6s / %-6s | %7s / %-7s | %5d MB | %5s | %5s |\n" "$scene" "$label" "$cpu" \
+    "$(frames_in "$work/$name.mp4")" $((fps * seconds)) "${dup:-?}" "${drop:-?}" $((rss / 1024)) \
+    "$(ratio "$cpu" "$(cpu_of "ffmpeg-$scene")")" "$(ratio "$cpu" "$(cpu_of "floor-$scene")")"
 }
 
 echo "Recording ${seconds} s of 1920x1080, libx264 veryfast ${kbps} kbit/s, ${threads} threads, $cores cores"
-for fps in 30 60; do
-  framedeck "$fps"
-  peer "$fps"
+for scene in $scenes; do
+  echo "scene $scene..."
+  start_scene "$scene"
+  framedeck "$scene"
+  peer "$scene"
+  floor "$scene"
 done
 
 echo
-echo "| Recorder                   | CPU s / s | frames / expected | repeated / dropped | peak RSS | FrameDeck / ffmpeg |"
-echo "|---|---|---|---|---|---|"
-for fps in 30 60; do
-  row "framedeck$fps" "framedeck record ${fps} fps" "$fps"
-  awk -v a="$(cpu_of "framedeck$fps")" -v b="$(cpu_of "ffmpeg$fps")" 'BEGIN { printf(" %.2f |\n", b > 0 ? a / b : 0) }'
-  row "ffmpeg$fps" "ffmpeg x11grab ${fps} fps" "$fps"
-  echo " |"
+echo "| scene     | recorder               | CPU s / s | frames / at full rate | repeated / dropped | peak RSS | / ffmpeg | / floor |"
+echo "|---|---|---|---|---|---|---|---|"
+for scene in $scenes; do
+  fps=$(fps_of "$scene")
+  row "framedeck-$scene" "framedeck record" "$fps" "$scene"
+  row "ffmpeg-$scene" "ffmpeg x11grab" "$fps" "$scene"
+  row "floor-$scene" "encoder alone (floor)" "$fps" "$scene"
 done

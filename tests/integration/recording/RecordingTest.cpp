@@ -4,12 +4,14 @@
 #include "MediaProbe.h"
 
 #include <QTemporaryDir>
+#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <thread>
 #include <xcb/xcb.h>
 
@@ -422,4 +424,142 @@ TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
     for (double t = 0; t < 10; t += 0.5)
         levels += std::to_string(static_cast<int>(probe::audioLevel(out, t, t + 0.5))) + " ";
     EXPECT_GT(probe::audioLevel(out, 8.8, 9.6), 3000) << "the sound did not come back\n" << levels;
+}
+
+namespace {
+
+void warpPointer(int x, int y) {
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    xcb_warp_pointer(c, XCB_NONE, screen->root, 0, 0, 0, 0, static_cast<int16_t>(x), static_cast<int16_t>(y));
+    free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+    xcb_disconnect(c);
+}
+
+// Every frame of the file as it is shown, at 30 a second (a picture that
+// lasts stands in each frame it covers), as RGB rows of `width` x `height`.
+std::vector<std::vector<uint8_t>> shownFrames(const std::string& file, int width, int height) {
+    const std::string bytes =
+        probe::run("ffmpeg -v error -i " + probe::quote(file) + " -vf fps=30 -f rawvideo -pix_fmt rgb24 -");
+    const std::size_t size = static_cast<std::size_t>(width) * height * 3;
+    std::vector<std::vector<uint8_t>> frames;
+    for (std::size_t at = 0; at + size <= bytes.size(); at += size)
+        frames.emplace_back(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                            bytes.begin() + static_cast<std::ptrdiff_t>(at + size));
+    return frames;
+}
+
+bool near(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour) {
+    const std::size_t i = (static_cast<std::size_t>(y) * width + x) * 3;
+    return std::abs(rgb[i] - int(colour >> 16 & 0xff)) < 40 &&
+           std::abs(rgb[i + 1] - int(colour >> 8 & 0xff)) < 40 &&
+           std::abs(rgb[i + 2] - int(colour & 0xff)) < 40;
+}
+
+// The time of the first shown frame from which `test` holds, or -1.
+template <class Test>
+double firstTime(const std::vector<std::vector<uint8_t>>& frames, std::size_t from, Test test) {
+    for (std::size_t i = from; i < frames.size(); ++i)
+        if (test(frames[i]))
+            return static_cast<double>(i) / 30;
+    return -1;
+}
+
+} // namespace
+
+// A still screen in which a block appears, the pointer comes in and the block
+// goes again: the variable-rate MP4 shows each at its moment, as the
+// constant-rate AVI recorded at the same time does; both last the recorded
+// time, and the MP4 holds fewer pictures and a keyframe every two seconds.
+TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
+    const uint32_t blue = 0x3060c0, red = 0xe02020;
+    TestWindow background(200, 150, 400, 300, blue);
+    warpPointer(100, 100);
+    std::this_thread::sleep_for(300ms);
+    const std::string mp4 = path("still.mp4"), avi = path("still.avi");
+    const std::vector<std::string> common{"--area", "250,200,160,120", "--audio", "none",    "--seconds",
+                                          "5",      "--fps",           "30",      "--output"};
+    // The arrow is drawn only when the settings ask for it.
+    std::filesystem::create_directories(path("home/.config/FrameDeck"));
+    std::ofstream(path("home/.config/FrameDeck/FrameDeck.conf")) << "[General]\nIsShowMouse=true\n";
+    const std::map<std::string, std::string> home{{"HOME", path("home")},
+                                                  {"XDG_CONFIG_HOME", path("home/.config")}};
+    auto flags = [&](const std::string& out) {
+        std::vector<std::string> f = common;
+        f.push_back(out);
+        return f;
+    };
+    auto first = record(flags(mp4), home);
+    const std::string firstLog = log;
+    auto second = record(flags(avi), home);
+    ASSERT_TRUE(waitForStart(*second)) << readLog(log);
+    log = firstLog;
+    ASSERT_TRUE(waitForStart(*first)) << readLog(log);
+
+    using Clock = std::chrono::steady_clock;
+    // Both have their first picture (time 0 of each file) well before.
+    std::this_thread::sleep_for(1500ms);
+    auto block = std::make_unique<TestWindow>(300, 250, 40, 40, red);
+    const auto blockShown = Clock::now();
+    std::this_thread::sleep_for(1200ms);
+    warpPointer(400, 280);
+    const auto pointerIn = Clock::now();
+    std::this_thread::sleep_for(900ms);
+    block.reset();
+    const auto blockGone = Clock::now();
+    ASSERT_EQ(first->wait(), 0) << readLog(firstLog);
+    ASSERT_EQ(second->wait(), 0) << readLog(log);
+    const auto seconds = [](Clock::duration d) {
+        return std::chrono::duration<double>(d).count();
+    };
+
+    for (const std::string& file : {mp4, avi}) {
+        SCOPED_TRACE(file);
+        const probe::Media media = probe::probe(file);
+        EXPECT_NEAR(media.duration, 5.0, 0.15);
+        const auto frames = shownFrames(file, 160, 120);
+        ASSERT_GT(frames.size(), 100u);
+        const double red0 = firstTime(frames, 0, [&](auto& f) { return near(f, 160, 70, 70, red); });
+        ASSERT_GT(red0, 0);
+        // The arrow is drawn right of and below the pointer's tip.
+        const double pointer0 = firstTime(frames, 0, [&](auto& f) {
+            for (int y = 80; y < 100; ++y)
+                for (int x = 150; x < 160; ++x)
+                    if (!near(f, 160, x, y, blue))
+                        return true;
+            return false;
+        });
+        const double gone0 = firstTime(frames, static_cast<std::size_t>(red0 * 30),
+                                       [&](auto& f) { return near(f, 160, 70, 70, blue); });
+        // Each change is caught by the next grab: one frame either way.
+        const double frame = 1.0 / 30;
+        EXPECT_NEAR(pointer0 - red0, seconds(pointerIn - blockShown), frame + 0.02);
+        EXPECT_NEAR(gone0 - red0, seconds(blockGone - blockShown), frame + 0.02);
+    }
+    // The AVI keeps its constant rate; the MP4 stores what changed, and
+    // seeks: keyframes at most two seconds apart.
+    const auto packetsIn = [](const std::string& file) {
+        const std::string out = probe::run("ffprobe -v error -count_packets -select_streams v -show_entries "
+                                           "stream=nb_read_packets -of csv=p=0 " +
+                                           probe::quote(file));
+        return out.empty() ? 0 : std::stoi(out);
+    };
+    EXPECT_NEAR(packetsIn(avi), 150, 4);
+    const std::string keyframes =
+        probe::run("ffprobe -v error -select_streams v -skip_frame nokey -show_entries "
+                   "frame=pts_time -of csv=p=0 " +
+                   probe::quote(mp4));
+    std::istringstream lines(keyframes);
+    double last = 0;
+    int count = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() || !std::isdigit(static_cast<unsigned char>(line[0])))
+            continue;
+        ++count;
+        const double t = std::stod(line);
+        EXPECT_LE(t - last, 2.0 + 1.0 / 30) << "keyframes too far apart at " << t;
+        last = t;
+    }
+    EXPECT_GE(count, 2);
+    EXPECT_LT(packetsIn(mp4), 60) << "a still screen stored at the full rate";
 }
