@@ -311,6 +311,7 @@ void FrameDeckApp::connectWindow() {
     connect(&app_, &AppDelegate::recordingStarted, this, &FrameDeckApp::onRecordingStarted);
     connect(&app_, &AppDelegate::recordingPaused, this, [this](bool paused) {
         window_->setRecordingState(paused ? RecordingStatus::Paused : RecordingStatus::Resumed);
+        tray_->setPaused(paused);
         paused ? selection_->pauseRecording() : selection_->resumeRecording();
         refreshStateMenuItem();
     });

@@ -5,6 +5,7 @@
 #include "cli/RecordCommand.h"
 #include "core/EMLog.h"
 #include "selection/ScreenshotCommand.h"
+#include "widgets/Icons.h"
 #include "widgets/MainWindow.h"
 
 #include <QApplication>
@@ -24,8 +25,11 @@ constexpr int kExitUsage = 2;
 
 void printUsage() {
     std::printf("Usage: framedeck [--toggle-main-window] [--quit-after SECONDS]\n"
+                "       framedeck --version | --help\n"
                 "  Starts the FrameDeck recorder on the current desktop. When it already\n"
-                "  runs, shows its main window (or shows/hides it with --toggle-main-window).\n\n");
+                "  runs, shows its main window (or shows/hides it with --toggle-main-window).\n"
+                "  --quit-after SECONDS  quit by itself after that long\n"
+                "  --version             print the version and exit\n\n");
     printRecordUsage(stdout);
     std::printf("\n");
     printScreenshotUsage(stdout);
@@ -60,6 +64,10 @@ int main(int argc, char** argv) {
             printUsage();
             return 0;
         }
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("FrameDeck %s\n", FRAMEDECK_VERSION);
+            return 0;
+        }
         if (std::strcmp(argv[i], "--toggle-main-window") == 0) {
             toggleMainWindow = true;
             continue;
@@ -82,9 +90,12 @@ int main(int argc, char** argv) {
 
     QApplication application(argc, argv);
     QApplication::setApplicationName("FrameDeck");
+    QApplication::setApplicationVersion(FRAMEDECK_VERSION);
     QApplication::setOrganizationName("FrameDeck");
     QApplication::setApplicationDisplayName(AppIdentity::displayName());
     QApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
+    // Every window (file list, camera, dialogs) carries the desktop icon.
+    QApplication::setWindowIcon(Icons::applicationIcon());
     startLogging();
 
     // One FrameDeck at a time: a second start talks to the first.

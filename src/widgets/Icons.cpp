@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
+#include <QSvgRenderer>
 #include <functional>
 
 namespace Icons {
@@ -153,31 +154,50 @@ QIcon glyph(Glyph which, const QColor& color) {
     return iconFrom([=](QPainter& p) { drawGlyph(p, which, color); });
 }
 
-QIcon trayIcon(bool recording) {
+QIcon trayIcon(TrayState state) {
     return iconFrom([=](QPainter& p) {
-        // A film frame with a lens: readable on light and dark panels.
+        // A film frame with a lens: readable on light and dark panels. The
+        // state shows in the lens, which is all that is left at 16 px.
         p.setPen(QPen(QColor(240, 240, 240), 1.6));
         p.setBrush(QColor(40, 44, 52));
         p.drawRoundedRect(QRectF(2, 4, 20, 16), 4, 4);
         p.setPen(Qt::NoPen);
-        p.setBrush(recording ? QColor(235, 64, 52) : QColor(240, 240, 240));
-        p.drawEllipse(QPointF(12, 12), recording ? 5 : 4, recording ? 5 : 4);
+        switch (state) {
+        case TrayState::Idle:
+            p.setBrush(QColor(240, 240, 240));
+            p.drawEllipse(QPointF(12, 12), 4, 4);
+            break;
+        case TrayState::Recording:
+            p.setBrush(QColor(235, 64, 52));
+            p.drawEllipse(QPointF(12, 12), 5, 5);
+            break;
+        case TrayState::Paused:
+            p.setBrush(QColor(245, 176, 40));
+            p.drawRoundedRect(QRectF(8, 7.5, 3, 9), 0.8, 0.8);
+            p.drawRoundedRect(QRectF(13, 7.5, 3, 9), 0.8, 0.8);
+            break;
+        }
     });
 }
 
 QIcon applicationIcon() {
-    return iconFrom([](QPainter& p) {
-        QLinearGradient fill(0, 0, 0, kGrid);
-        fill.setColorAt(0, QColor(58, 66, 82));
-        fill.setColorAt(1, QColor(28, 31, 38));
-        p.setPen(Qt::NoPen);
-        p.setBrush(fill);
-        p.drawRoundedRect(QRectF(1, 1, 22, 22), 5, 5);
-        p.setBrush(QColor(235, 64, 52));
-        p.drawEllipse(QPointF(12, 12), 5.5, 5.5);
-        p.setBrush(QColor(255, 255, 255, 200));
-        p.drawEllipse(QPointF(10.3, 10.3), 1.6, 1.6);
-    });
+    // The small variant keeps its strokes on whole pixels up to 24 px; above
+    // that the full drawing reads better.
+    QSvgRenderer large(QStringLiteral(":/icons/org.framedeck.FrameDeck.svg"));
+    QSvgRenderer small(QStringLiteral(":/icons/org.framedeck.FrameDeck-small.svg"));
+    QIcon icon;
+    for (int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
+        QSvgRenderer& renderer = size < 32 ? small : large;
+        if (!renderer.isValid())
+            continue;
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter p(&pixmap);
+        renderer.render(&p);
+        p.end();
+        icon.addPixmap(pixmap);
+    }
+    return icon;
 }
 
 } // namespace Icons

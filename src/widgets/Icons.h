@@ -3,9 +3,10 @@
 #include <QIcon>
 #include <QString>
 
-// The application's own pictures, drawn in code so they stay sharp at any
-// scale and need no image files: button glyphs, the tray icon ("icon_18")
-// and the window icon. Main thread only (they paint QPixmaps).
+// The application's own pictures: button glyphs and the tray icon ("icon_18")
+// are drawn in code so they stay sharp at any scale and need no image files;
+// the window icon is the same SVG the desktop menu shows, compiled into the
+// executable. Main thread only (they paint QPixmaps).
 namespace Icons {
 
 enum class Glyph {
@@ -29,8 +30,16 @@ enum class Glyph {
 };
 
 QIcon glyph(Glyph which, const QColor& color);
-// The tray icon; `recording` adds the red dot.
-QIcon trayIcon(bool recording);
+enum class TrayState {
+    Idle,
+    Recording,
+    Paused,
+};
+
+// The tray icon: a film frame with a white lens when idle, a red lamp while
+// recording, amber pause bars while paused.
+QIcon trayIcon(TrayState state);
+// resources/icons/org.framedeck.FrameDeck.svg (its small variant below 32 px).
 QIcon applicationIcon();
 
 } // namespace Icons

@@ -73,7 +73,8 @@ void StatusItem::addStatusItem() {
                 actions_.quit();
         });
         connect(menu_, &QMenu::aboutToShow, this, &StatusItem::ChangeLoanguage);
-        tray_ = new QSystemTrayIcon(Icons::trayIcon(false), this);
+        tray_ = new QSystemTrayIcon(this);
+        showState();
         tray_->setContextMenu(menu_);
         tray_->show();
     }
@@ -119,10 +120,25 @@ void StatusItem::refreshStateMenuItem(bool infoViewHidden, RecordingStatus recor
 }
 
 void StatusItem::setRecording(bool recording) {
+    recording_ = recording;
+    paused_ = false;
     if (!tray_)
         return;
-    tray_->setIcon(Icons::trayIcon(recording));
+    showState();
     // The recording's time (or "finishing") no longer applies.
     if (!recording)
         tray_->setToolTip(L("Meun_App"));
+}
+
+void StatusItem::setPaused(bool paused) {
+    paused_ = recording_ && paused;
+    if (tray_)
+        showState();
+}
+
+void StatusItem::showState() {
+    using Icons::TrayState;
+    tray_->setIcon(Icons::trayIcon(!recording_ ? TrayState::Idle
+                                   : paused_   ? TrayState::Paused
+                                               : TrayState::Recording));
 }

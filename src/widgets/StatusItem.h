@@ -41,7 +41,10 @@ public:
     // item 3 toggles the camera (the reverse of their titles: a long-standing
     // behaviour users' habits rely on), item 4 opens the drawing tools.
     void refreshStateMenuItem(bool infoViewHidden, RecordingStatus recordingStatus);
+    // The tray icon follows the recording: idle, recording, paused. A stop
+    // clears the pause.
     void setRecording(bool recording);
+    void setPaused(bool paused);
 
     QMenu* menu() const { return menu_; }
     QSystemTrayIcon* trayIcon() const { return tray_; }
@@ -57,7 +60,11 @@ private:
 
     KeyValueStore& settings_;
     Actions actions_;
+    void showState();
+
     QSystemTrayIcon* tray_ = nullptr;
+    bool recording_ = false;
+    bool paused_ = false;
     QMenu* menu_ = nullptr;
     QList<QAction*> items_;
     QList<std::function<void()>> assigned_;

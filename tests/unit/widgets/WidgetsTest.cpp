@@ -4,11 +4,15 @@
 #include "unit/OffscreenApp.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
+#include "widgets/Icons.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
+#include <QDir>
 #include <QFile>
+#include <QPainter>
 #include <QPushButton>
+#include <QSystemTrayIcon>
 #include <gtest/gtest.h>
 
 namespace {
@@ -162,4 +166,63 @@ TEST_F(FileListWindow, TrayItemsFollowTheRecordingState) {
         item->trigger();
     }
     EXPECT_TRUE(calls.isEmpty());
+}
+
+// The tray shows whether a recording runs and whether it is paused; a pause
+// does not outlive its recording.
+TEST_F(FileListWindow, TrayIconShowsIdleRecordingAndPaused) {
+    StatusItem tray(app->settings(), {});
+    tray.addStatusItem();
+    const auto picture = [&] {
+        return tray.trayIcon()->icon().pixmap(16, 16).toImage();
+    };
+    const QImage idle = picture();
+    tray.setPaused(true); // nothing recording, nothing to pause
+    EXPECT_EQ(picture(), idle);
+
+    tray.setRecording(true);
+    const QImage recording = picture();
+    tray.setPaused(true);
+    const QImage paused = picture();
+    EXPECT_NE(recording, idle);
+    EXPECT_NE(paused, recording);
+    EXPECT_NE(paused, idle);
+    tray.setPaused(false);
+    EXPECT_EQ(picture(), recording);
+
+    // For a person to look at: the three states side by side, 64 px each.
+    QImage states(3 * 64, 64, QImage::Format_ARGB32);
+    states.fill(QColor(90, 90, 90));
+    QPainter painter(&states);
+    for (int i = 0; i < 3; ++i)
+        painter.drawPixmap(i * 64, 0, Icons::trayIcon(Icons::TrayState(i)).pixmap(64, 64));
+    painter.end();
+    QDir().mkpath(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/widgets");
+    states.save(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/widgets/tray-states.png");
+
+    tray.setPaused(true);
+    tray.setRecording(false);
+    EXPECT_EQ(picture(), idle);
+    tray.setRecording(true);
+    EXPECT_EQ(picture(), recording);
+}
+
+// The window icon is drawn from the SVGs compiled into the program; a missing
+// or unreadable resource would leave every window with a blank icon.
+TEST(ApplicationIcon, ShowsTheRedLampAtMenuAndLargeSizes) {
+    const QIcon icon = Icons::applicationIcon();
+    for (int size : {16, 256}) {
+        SCOPED_TRACE(size);
+        const QImage image = icon.pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_EQ(image.size(), QSize(size, size));
+        const QColor lamp = image.pixelColor(size / 2, size / 2);
+        EXPECT_GT(lamp.red(), 200);
+        EXPECT_LT(lamp.green(), 130);
+        EXPECT_LT(lamp.blue(), 130);
+        const QColor body = image.pixelColor(size / 2, size * 7 / 8);
+        EXPECT_EQ(body.alpha(), 255);
+        EXPECT_LT(body.value(), 100);
+    }
+    // Round corners: outside them the icon is transparent.
+    EXPECT_EQ(icon.pixmap(256, 256).toImage().pixelColor(2, 2).alpha(), 0);
 }
