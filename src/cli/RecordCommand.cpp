@@ -206,9 +206,9 @@ int runRecordCommand(int argc, char** argv) {
     RecordRequest& request = plan.request;
     const bool wantsScreen = plan.isVideo && request.recordVideoType != RecordVideoType::Camera;
     const bool wantsSound = request.recordAudioType != RecordAudioType::None;
-    const PlatformLoader::ScreenBackend backend =
-        options->backend ? *PlatformLoader::screenBackendNamed(*options->backend)
-                         : PlatformLoader::sessionScreenBackend();
+    const PlatformLoader::ScreenBackend backend = options->backend
+                                                      ? *PlatformLoader::screenBackendNamed(*options->backend)
+                                                      : PlatformLoader::sessionScreenBackend();
     if (wantsScreen && !PlatformLoader::displayAvailable(backend, &error))
         return fail(kExitNoDisplay, error);
     if (wantsSound && !PlatformLoader::soundServerAvailable(&error))

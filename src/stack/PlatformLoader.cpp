@@ -44,7 +44,9 @@ public:
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
         return portalcapture::createScreenSource(request, portalcapture::fileTokenStore());
     }
-    std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override { return nullptr; }
+    std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
+        return nullptr;
+    }
     std::vector<RVScreen> screens() override { return portalcapture::listOutputs(); }
     std::vector<CaptureWindowInfo> onScreenWindows() override { return {}; }
 };

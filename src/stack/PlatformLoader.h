@@ -10,10 +10,9 @@
 // Chooses the backends of this session, above the engine so that the engine
 // only ever sees its interfaces: X11 (XCB + MIT-SHM) for the screen and its
 // windows, or in a Wayland session the desktop portal's screen cast (no
-// window recordings there: Wayland lists no windows to a client); PulseAudio's client API (served by PulseAudio or PipeWire) for
-// sound, V4L2 for cameras. With FRAMEDECK_TEST_CAMERA=1 in the environment
-// the only camera is a test pattern (test desktops have no camera); it is
-// never chosen otherwise.
+// window recordings there: Wayland lists no windows to a client); PulseAudio's client API (served by
+// PulseAudio or PipeWire) for sound, V4L2 for cameras. With FRAMEDECK_TEST_CAMERA=1 in the environment the
+// only camera is a test pattern (test desktops have no camera); it is never chosen otherwise.
 //
 // Main thread, like the factory it returns.
 namespace PlatformLoader {

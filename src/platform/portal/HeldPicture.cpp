@@ -5,17 +5,18 @@
 namespace portalcapture {
 
 HeldPicture::HeldPicture(StreamArea area)
-    : area_(area), pixels_(static_cast<std::size_t>(area.width) * area.height * 4) {}
+    : area_(area), pixels_(static_cast<std::size_t>(area.width) * area.height * 4) {
+}
 
 void HeldPicture::store(const uint8_t* pixels, int stride, int width, int height, double arrival) {
-    if (!pixels || area_.x + area_.width > width || area_.y + area_.height > height ||
-        stride < width * 4)
+    if (!pixels || area_.x + area_.width > width || area_.y + area_.height > height || stride < width * 4)
         return;
     const std::size_t row = static_cast<std::size_t>(area_.width) * 4;
     std::lock_guard lock(mutex_);
     for (int y = 0; y < area_.height; ++y)
         std::memcpy(pixels_.data() + y * row,
-                    pixels + static_cast<std::size_t>(area_.y + y) * stride + static_cast<std::size_t>(area_.x) * 4,
+                    pixels + static_cast<std::size_t>(area_.y + y) * stride +
+                        static_cast<std::size_t>(area_.x) * 4,
                     row);
     have_ = true;
     fresh_ = true;

@@ -100,15 +100,15 @@ struct PipeWireStream::Impl {
             &b, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
             SPA_POD_CHOICE_RANGE_Int(kDefaultBuffers, kMinBuffers, kMaxBuffers), SPA_PARAM_BUFFERS_dataType,
             SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemFd) | (1 << SPA_DATA_MemPtr))));
-        params[count++] = static_cast<const spa_pod*>(
-            spa_pod_builder_add_object(&b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
-                                       SPA_POD_Id(SPA_META_Header), SPA_PARAM_META_size,
-                                       SPA_POD_Int(static_cast<int>(sizeof(spa_meta_header)))));
+        params[count++] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
+            SPA_PARAM_META_size, SPA_POD_Int(static_cast<int>(sizeof(spa_meta_header)))));
         if (cursorMetadata)
             params[count++] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
-                &b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Cursor),
-                SPA_PARAM_META_size,
-                SPA_POD_CHOICE_RANGE_Int(static_cast<int>(cursorMetaSize(64)), static_cast<int>(cursorMetaSize(1)),
+                &b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+                SPA_POD_Id(SPA_META_Cursor), SPA_PARAM_META_size,
+                SPA_POD_CHOICE_RANGE_Int(static_cast<int>(cursorMetaSize(64)),
+                                         static_cast<int>(cursorMetaSize(1)),
                                          static_cast<int>(cursorMetaSize(kCursorMetaSide)))));
         pw_stream_update_params(stream.get(), params, count);
         {
@@ -138,10 +138,11 @@ struct PipeWireStream::Impl {
         if (buffer.n_datas < 1)
             return;
         const spa_data& data = buffer.datas[0];
-        if (!data.data || !data.chunk || data.chunk->size == 0 || (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED))
+        if (!data.data || !data.chunk || data.chunk->size == 0 ||
+            (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED))
             return;
-        auto* header =
-            static_cast<spa_meta_header*>(spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
+        auto* header = static_cast<spa_meta_header*>(
+            spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
         if (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED))
             return;
         StreamPicture picture;
@@ -186,7 +187,9 @@ const pw_stream_events kStreamEvents = [] {
         if (param && id == SPA_PARAM_Format)
             static_cast<PipeWireStream::Impl*>(data)->formatChanged(param);
     };
-    events.process = [](void* data) { static_cast<PipeWireStream::Impl*>(data)->process(); };
+    events.process = [](void* data) {
+        static_cast<PipeWireStream::Impl*>(data)->process();
+    };
     return events;
 }();
 
@@ -204,7 +207,8 @@ const pw_core_events kCoreEvents = [] {
 
 } // namespace
 
-PipeWireStream::PipeWireStream(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+PipeWireStream::PipeWireStream(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {
+}
 
 std::unique_ptr<PipeWireStream> PipeWireStream::connect(UniqueFd remote, uint32_t node, bool cursorMetadata,
                                                         PictureCallback onPicture, FailureCallback onFailure,
@@ -252,18 +256,21 @@ std::unique_ptr<PipeWireStream> PipeWireStream::connect(UniqueFd remote, uint32_
         spa_fraction maxRate = SPA_FRACTION(1000, 1);
         // No modifier property: that is what asks for shared memory.
         const spa_pod* format = static_cast<const spa_pod*>(spa_pod_builder_add_object(
-            &b, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
-            SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw), SPA_FORMAT_VIDEO_format,
+            &b, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
+            SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
+            SPA_FORMAT_VIDEO_format,
             SPA_POD_CHOICE_ENUM_Id(3, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRA),
             SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_RANGE_Rectangle(&defaultSize, &minSize, &maxSize),
             SPA_FORMAT_VIDEO_framerate, SPA_POD_CHOICE_RANGE_Fraction(&defaultRate, &minRate, &maxRate)));
         result = pw_stream_connect(
             i.stream.get(), PW_DIRECTION_INPUT, node,
-            static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), &format, 1);
+            static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), &format,
+            1);
     }
     pw_thread_loop_unlock(i.loop.get());
     if (!i.core || !i.stream || result < 0) {
-        error = !i.core ? "cannot connect to the portal's PipeWire remote" : "cannot connect the PipeWire stream";
+        error =
+            !i.core ? "cannot connect to the portal's PipeWire remote" : "cannot connect the PipeWire stream";
         return nullptr;
     }
     return self;
@@ -283,7 +290,8 @@ PipeWireStream::~PipeWireStream() {
     impl_->loop.reset();
 }
 
-bool PipeWireStream::waitForFormat(std::chrono::milliseconds timeout, int& width, int& height, std::string& error) {
+bool PipeWireStream::waitForFormat(std::chrono::milliseconds timeout, int& width, int& height,
+                                   std::string& error) {
     std::unique_lock lock(impl_->mutex);
     impl_->changed.wait_for(lock, timeout, [this] { return impl_->failed || impl_->width > 0; });
     if (impl_->failed) {

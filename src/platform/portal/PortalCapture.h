@@ -38,7 +38,8 @@ struct RestoreTokenStore {
 // start() waits for the portal's answer, the user's choice included, on a
 // thread of its own, but blocks its caller meanwhile; it needs a
 // QCoreApplication.
-std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request, RestoreTokenStore tokens);
+std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
+                                                  RestoreTokenStore tokens);
 
 // A small file in the application's settings folder
 // ($XDG_CONFIG_HOME/FrameDeck/screencast-restore-token).

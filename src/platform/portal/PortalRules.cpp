@@ -19,7 +19,8 @@ uint32_t chooseCursorMode(uint32_t available) {
     return kCursorHidden;
 }
 
-StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth, int streamHeight) {
+StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth,
+                         int streamHeight) {
     if (streamWidth <= 0 || streamHeight <= 0)
         return {};
     if (captureRect.isZero())
@@ -28,10 +29,10 @@ StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int 
     const double sy = screen.isValid() ? double(streamHeight) / screen.height : 1.0;
     const int left = std::clamp(static_cast<int>(std::lround(captureRect.x * sx)), 0, streamWidth);
     const int top = std::clamp(static_cast<int>(std::lround(captureRect.y * sy)), 0, streamHeight);
-    const int right =
-        std::clamp(static_cast<int>(std::lround((captureRect.x + captureRect.width) * sx)), left, streamWidth);
-    const int bottom =
-        std::clamp(static_cast<int>(std::lround((captureRect.y + captureRect.height) * sy)), top, streamHeight);
+    const int right = std::clamp(static_cast<int>(std::lround((captureRect.x + captureRect.width) * sx)),
+                                 left, streamWidth);
+    const int bottom = std::clamp(static_cast<int>(std::lround((captureRect.y + captureRect.height) * sy)),
+                                  top, streamHeight);
     // The encoder takes even sizes; a pixel less beats a pixel outside.
     const int width = (right - left) & ~1;
     const int height = (bottom - top) & ~1;

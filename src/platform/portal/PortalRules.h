@@ -35,6 +35,7 @@ struct StreamArea {
 // scaled when the stream's size differs from the monitor's (a scaled output),
 // and kept inside the stream. A monitor of unknown size counts as the
 // stream's size. Empty (zero width) when nothing of it is inside.
-StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth, int streamHeight);
+StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth,
+                         int streamHeight);
 
 } // namespace portalcapture

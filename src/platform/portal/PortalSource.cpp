@@ -64,9 +64,9 @@ public:
             stopping_ = false;
         }
         pool_ = FramePool::create(area_.width, area_.height, kPoolFrames);
-        EMLog::showMessage("%s %d screen cast: node %u, %dx%d stream, area %d,%d %dx%d, cursor mode %u", __func__,
-                           __LINE__, session_->node(), streamWidth, streamHeight, area_.x, area_.y, area_.width,
-                           area_.height, session_->cursorMode());
+        EMLog::showMessage("%s %d screen cast: node %u, %dx%d stream, area %d,%d %dx%d, cursor mode %u",
+                           __func__, __LINE__, session_->node(), streamWidth, streamHeight, area_.x, area_.y,
+                           area_.width, area_.height, session_->cursorMode());
         thread_ = std::thread([this] { run(); });
         return true;
     }
@@ -116,7 +116,8 @@ private:
     void run() {
         nameCurrentThread("ScreenOutputQueue");
         using Clock = std::chrono::steady_clock;
-        const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps_));
+        const auto period =
+            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps_));
         auto next = Clock::now();
         uint64_t skipped = 0;
         std::unique_lock lock(mutex_);
@@ -181,7 +182,8 @@ QString tokenPath() {
 
 } // namespace
 
-std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request, RestoreTokenStore tokens) {
+std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
+                                                  RestoreTokenStore tokens) {
     return std::make_unique<PortalScreenSource>(request, std::move(tokens));
 }
 

@@ -113,19 +113,19 @@ public:
         }
         const QDBusObjectPath sessionPath(QString::fromStdString(session_.sessionHandle_));
 
-        QVariantMap select{{"types", kSourceMonitor},
-                           {"multiple", false},
-                           {"cursor_mode", session_.cursorMode_}};
+        QVariantMap select{
+            {"types", kSourceMonitor}, {"multiple", false}, {"cursor_mode", session_.cursorMode_}};
         // Restore tokens came with version 4 of the interface.
         if (version >= 4) {
             select.insert("persist_mode", kPersistUntilRevoked);
             if (!request_.restoreToken.empty())
                 select.insert("restore_token", QString::fromStdString(request_.restoreToken));
         }
-        if (!call("SelectSources", {QVariant::fromValue(sessionPath)}, select, kCallTimeoutMs, results, error))
-            return false;
-        if (!call("Start", {QVariant::fromValue(sessionPath), QString()}, {}, request_.answerTimeoutMs, results,
+        if (!call("SelectSources", {QVariant::fromValue(sessionPath)}, select, kCallTimeoutMs, results,
                   error))
+            return false;
+        if (!call("Start", {QVariant::fromValue(sessionPath), QString()}, {}, request_.answerTimeoutMs,
+                  results, error))
             return false;
         if (!readStream(results, error))
             return false;
@@ -137,8 +137,8 @@ private:
     QString token() { return QStringLiteral("framedeck%1").arg(++tokens_); }
 
     bool readProperties(uint32_t& cursorModes, uint32_t& version, std::string& error) {
-        QDBusMessage get = QDBusMessage::createMethodCall(kService, kObject, "org.freedesktop.DBus.Properties",
-                                                          "GetAll");
+        QDBusMessage get =
+            QDBusMessage::createMethodCall(kService, kObject, "org.freedesktop.DBus.Properties", "GetAll");
         get << kScreenCast;
         const QDBusMessage reply = bus_.call(get, QDBus::Block, kCallTimeoutMs);
         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
@@ -162,7 +162,8 @@ private:
         ResponseWaiter waiter;
         // Subscribed before the call: a portal that answers at once (a
         // restored session, no picker) would otherwise answer into the void.
-        if (!bus_.connect(kService, path, kRequest, "Response", &waiter, SLOT(onResponse(uint, QVariantMap)))) {
+        if (!bus_.connect(kService, path, kRequest, "Response", &waiter,
+                          SLOT(onResponse(uint, QVariantMap)))) {
             error = std::string("cannot listen for the portal's answer to ") + method;
             return false;
         }
@@ -228,7 +229,8 @@ private:
     }
 
     bool openRemote(const QDBusObjectPath& sessionPath, std::string& error) {
-        QDBusMessage message = QDBusMessage::createMethodCall(kService, kObject, kScreenCast, "OpenPipeWireRemote");
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(kService, kObject, kScreenCast, "OpenPipeWireRemote");
         message << QVariant::fromValue(sessionPath) << QVariantMap();
         const QDBusMessage reply = bus_.call(message, QDBus::Block, kCallTimeoutMs);
         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
@@ -251,7 +253,8 @@ private:
     unsigned tokens_ = 0;
 };
 
-std::unique_ptr<ScreenCastSession> ScreenCastSession::open(const ScreenCastRequest& request, std::string& error) {
+std::unique_ptr<ScreenCastSession> ScreenCastSession::open(const ScreenCastRequest& request,
+                                                           std::string& error) {
     if (!QCoreApplication::instance()) {
         error = "the screen-cast portal needs an application object";
         return nullptr;

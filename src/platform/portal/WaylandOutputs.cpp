@@ -31,7 +31,8 @@ struct Inventory {
 
 const wl_output_listener kOutputListener = {
     // geometry: the position in the compositor's space.
-    [](void* data, wl_output*, int32_t x, int32_t y, int32_t, int32_t, int32_t, const char*, const char*, int32_t) {
+    [](void* data, wl_output*, int32_t x, int32_t y, int32_t, int32_t, int32_t, const char*, const char*,
+       int32_t) {
         auto* output = static_cast<Output*>(data);
         output->screen.x = x;
         output->screen.y = y;
