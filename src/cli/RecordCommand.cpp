@@ -152,6 +152,13 @@ std::unique_ptr<QGuiApplication> decorationsApplication(const SettingsStore& set
     return std::make_unique<QGuiApplication>(qtArgc, qtArgv);
 }
 
+std::unique_ptr<QCoreApplication> portalApplication() {
+    static int qtArgc = 1;
+    static char qtName[] = "framedeck";
+    static char* qtArgv[] = {qtName, nullptr};
+    return std::make_unique<QCoreApplication>(qtArgc, qtArgv);
+}
+
 } // namespace
 
 void printRecordUsage(std::FILE* out) {
@@ -159,11 +166,14 @@ void printRecordUsage(std::FILE* out) {
                       "                        [--window XID] [--screen N] [--audio system|mic|both|none]\n"
                       "                        [--format mov|mp4|m4v|flv|avi|mp3|wav|m4a] [--fps F]\n"
                       "                        [--quality original|hd|sd] [--seconds N] [--split-time S]\n"
-                      "                        [--split-size MB] [--output PATH]\n"
+                      "                        [--split-size MB] [--output PATH] [--backend x11|portal]\n"
                       "  Records the screen, an area of it, one window, the camera or sound only, through\n"
                       "  the same engine as the main window. The stored settings apply; flags override them\n"
                       "  for this run only.\n"
                       "  --area       pixels of the chosen monitor, origin at its top left\n"
+                      "  --backend    how the screen is read: x11 (the X server) or portal (the desktop\n"
+                      "               portal of a Wayland session, which may ask which monitor to share);\n"
+                      "               by default portal in a Wayland session, x11 otherwise\n"
                       "  --seconds    stop after this much recorded time (pauses not counted);\n"
                       "               otherwise record until SIGINT or SIGTERM. SIGUSR1 pauses and resumes.\n"
                       "  Prints the path of every file written, one per line.\n"
@@ -196,7 +206,10 @@ int runRecordCommand(int argc, char** argv) {
     RecordRequest& request = plan.request;
     const bool wantsScreen = plan.isVideo && request.recordVideoType != RecordVideoType::Camera;
     const bool wantsSound = request.recordAudioType != RecordAudioType::None;
-    if (wantsScreen && !PlatformLoader::displayAvailable(&error))
+    const PlatformLoader::ScreenBackend backend = options->backend
+                                                      ? *PlatformLoader::screenBackendNamed(*options->backend)
+                                                      : PlatformLoader::sessionScreenBackend();
+    if (wantsScreen && !PlatformLoader::displayAvailable(backend, &error))
         return fail(kExitNoDisplay, error);
     if (wantsSound && !PlatformLoader::soundServerAvailable(&error))
         return fail(kExitNoSound, "no sound server (" + error + ")");
@@ -208,6 +221,10 @@ int runRecordCommand(int argc, char** argv) {
     std::unique_ptr<QGuiApplication> application;
     if (wantsScreen && framesCarryDecorations(request.recordVideoType))
         application = decorationsApplication(userSettings, decorate);
+    // The portal is reached over D-Bus, which needs an application object.
+    std::unique_ptr<QCoreApplication> busApplication;
+    if (wantsScreen && backend == PlatformLoader::ScreenBackend::Portal && !QCoreApplication::instance())
+        busApplication = portalApplication();
 
     MainQueue mainQueue;
     RecordingStackOptions stackOptions;
@@ -216,6 +233,7 @@ int runRecordCommand(int argc, char** argv) {
     // devices the application builds; they are removed again at the end.
     stackOptions.audioRouting = wantsSound && request.audioDevice.empty();
     stackOptions.decorations = decorate;
+    stackOptions.screenBackend = backend;
     if (decorate) {
         stackOptions.watermark = storedWatermarkModel(userSettings);
         stackOptions.watermarkPlacement = readWatermarkPlacement(userSettings);

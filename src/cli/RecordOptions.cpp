@@ -145,6 +145,10 @@ std::optional<RecordOptions> parseRecordOptions(const std::vector<std::string>& 
             if (value.empty())
                 return bad("a file path");
             o.output = value;
+        } else if (flag == "--backend") {
+            if (value != "x11" && value != "portal")
+                return bad("x11 or portal");
+            o.backend = value;
         } else {
             error = "unknown flag " + flag;
             return std::nullopt;

@@ -22,6 +22,7 @@ struct RecordOptions {
     std::optional<int> splitTime;
     std::optional<int> splitSize;
     std::optional<std::string> output;
+    std::optional<std::string> backend; // --backend x11|portal
     bool help = false;
 };
 

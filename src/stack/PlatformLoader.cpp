@@ -1,10 +1,14 @@
 #include "stack/PlatformLoader.h"
 
+#include "platform/portal/PortalCapture.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
 #include "platform/testpattern/TestPatternCamera.h"
 #include "platform/v4l2/V4l2Camera.h"
 #include "platform/x11capture/X11Capture.h"
+
+#include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -33,11 +37,45 @@ public:
     }
 };
 
+// A Wayland session: the screen through the portal, the monitors from the
+// compositor, no window list; sound and cameras as everywhere.
+class PortalPulseV4l2Factory : public X11PulseV4l2Factory {
+public:
+    std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
+        return portalcapture::createScreenSource(request, portalcapture::fileTokenStore());
+    }
+    std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
+        return nullptr;
+    }
+    std::vector<RVScreen> screens() override { return portalcapture::listOutputs(); }
+    std::vector<CaptureWindowInfo> onScreenWindows() override { return {}; }
+};
+
 } // namespace
 
 namespace PlatformLoader {
 
-std::unique_ptr<CaptureFactory> captureFactory() {
+ScreenBackend chooseScreenBackend(const char* waylandDisplay, const char* sessionType) {
+    const bool wayland =
+        (waylandDisplay && *waylandDisplay) || (sessionType && std::strcmp(sessionType, "wayland") == 0);
+    return wayland ? ScreenBackend::Portal : ScreenBackend::X11;
+}
+
+ScreenBackend sessionScreenBackend() {
+    return chooseScreenBackend(std::getenv("WAYLAND_DISPLAY"), std::getenv("XDG_SESSION_TYPE"));
+}
+
+std::optional<ScreenBackend> screenBackendNamed(const std::string& name) {
+    if (name == "x11")
+        return ScreenBackend::X11;
+    if (name == "portal")
+        return ScreenBackend::Portal;
+    return std::nullopt;
+}
+
+std::unique_ptr<CaptureFactory> captureFactory(ScreenBackend backend) {
+    if (backend == ScreenBackend::Portal)
+        return std::make_unique<PortalPulseV4l2Factory>();
     return std::make_unique<X11PulseV4l2Factory>();
 }
 
@@ -46,6 +84,12 @@ std::unique_ptr<SoundServer> soundServer() {
 }
 
 bool displayAvailable(std::string* error) {
+    return displayAvailable(sessionScreenBackend(), error);
+}
+
+bool displayAvailable(ScreenBackend backend, std::string* error) {
+    if (backend == ScreenBackend::Portal)
+        return portalcapture::sessionAvailable(error);
     return x11capture::displayAvailable(error);
 }
 

@@ -9,22 +9,34 @@
 
 // Chooses the backends of this session, above the engine so that the engine
 // only ever sees its interfaces: X11 (XCB + MIT-SHM) for the screen and its
-// windows, PulseAudio's client API (served by PulseAudio or PipeWire) for
-// sound, V4L2 for cameras. With FRAMEDECK_TEST_CAMERA=1 in the environment
-// the only camera is a test pattern (test desktops have no camera); it is
-// never chosen otherwise.
+// windows, or in a Wayland session the desktop portal's screen cast (no
+// window recordings there: Wayland lists no windows to a client); PulseAudio's client API (served by
+// PulseAudio or PipeWire) for sound, V4L2 for cameras. With FRAMEDECK_TEST_CAMERA=1 in the environment the
+// only camera is a test pattern (test desktops have no camera); it is never chosen otherwise.
 //
 // Main thread, like the factory it returns.
 namespace PlatformLoader {
 
+enum class ScreenBackend { X11, Portal };
+
+// A Wayland session (WAYLAND_DISPLAY set, or XDG_SESSION_TYPE "wayland")
+// records through the portal, anything else through X11. Pure.
+ScreenBackend chooseScreenBackend(const char* waylandDisplay, const char* sessionType);
+// The choice for this process's environment.
+ScreenBackend sessionScreenBackend();
+// "x11" or "portal".
+std::optional<ScreenBackend> screenBackendNamed(const std::string& name);
+
 // The capture backends for the recording controller.
-std::unique_ptr<CaptureFactory> captureFactory();
+std::unique_ptr<CaptureFactory> captureFactory(ScreenBackend backend = sessionScreenBackend());
 
 // The sound server for the audio routing (loop-back and aggregate devices).
 std::unique_ptr<SoundServer> soundServer();
 
-// True when the display accepts a connection; `error` says why not.
+// True when the display accepts a connection (the X server, or the Wayland
+// compositor for the portal); `error` says why not.
 bool displayAvailable(std::string* error = nullptr);
+bool displayAvailable(ScreenBackend backend, std::string* error);
 // True when a sound server answers; `error` says why not. Blocks until it does.
 bool soundServerAvailable(std::string* error = nullptr);
 

@@ -27,7 +27,8 @@ RecordingStack::RecordingStack(RecordingStackOptions options, RecordingStackHost
     }
 
     RVRecordManager::Collaborators collaborators;
-    collaborators.captureFactory = PlatformLoader::captureFactory();
+    collaborators.captureFactory = PlatformLoader::captureFactory(
+        options.screenBackend.value_or(PlatformLoader::sessionScreenBackend()));
     collaborators.settings = options.settings;
     manager_ = std::make_unique<RVRecordManager>(std::move(collaborators));
     if (routing_) {

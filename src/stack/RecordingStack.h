@@ -4,6 +4,7 @@
 #include "engine/controller/RVRecordManager.h"
 #include "overlays/FrameDecorator.h"
 #include "overlays/Watermark.h"
+#include "stack/PlatformLoader.h"
 
 #include <chrono>
 #include <functional>
@@ -43,6 +44,8 @@ struct RecordingStackOptions {
     bool decorations = true;
     WatermarkModel watermark;
     WatermarkPlacement watermarkPlacement;
+    // The screen backend; unset: the one the session calls for.
+    std::optional<PlatformLoader::ScreenBackend> screenBackend;
 };
 
 // The one recording stack of the process: the recording controller with the

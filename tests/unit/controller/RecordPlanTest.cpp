@@ -30,6 +30,9 @@ TEST(RecordOptions, BadFlagsAreRefusedWithTheirName) {
     EXPECT_FALSE(parse({"--format", "mkv"}));
     EXPECT_FALSE(parse({"--split-time", "10", "--split-size", "5"}));
     EXPECT_FALSE(parse({"stray"}));
+    EXPECT_FALSE(parse({"--backend", "wayland"}, &error));
+    EXPECT_NE(error.find("x11 or portal"), std::string::npos);
+    EXPECT_EQ(*parse({"--backend", "portal"})->backend, "portal");
 
     auto ok = parse({"--area", "10,20,300,200", "--window", "0x1a00003", "--fps", "12.5"});
     ASSERT_TRUE(ok);

@@ -1,0 +1,44 @@
+#include "platform/portal/PortalRules.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace portalcapture {
+
+std::string requestPath(const std::string& uniqueName, const std::string& token) {
+    std::string sender = uniqueName.starts_with(':') ? uniqueName.substr(1) : uniqueName;
+    std::replace(sender.begin(), sender.end(), '.', '_');
+    return "/org/freedesktop/portal/desktop/request/" + sender + "/" + token;
+}
+
+uint32_t chooseCursorMode(uint32_t available) {
+    if (available & kCursorMetadata)
+        return kCursorMetadata;
+    if (available & kCursorEmbedded)
+        return kCursorEmbedded;
+    return kCursorHidden;
+}
+
+StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth,
+                         int streamHeight) {
+    if (streamWidth <= 0 || streamHeight <= 0)
+        return {};
+    if (captureRect.isZero())
+        return {0, 0, streamWidth, streamHeight};
+    const double sx = screen.isValid() ? double(streamWidth) / screen.width : 1.0;
+    const double sy = screen.isValid() ? double(streamHeight) / screen.height : 1.0;
+    const int left = std::clamp(static_cast<int>(std::lround(captureRect.x * sx)), 0, streamWidth);
+    const int top = std::clamp(static_cast<int>(std::lround(captureRect.y * sy)), 0, streamHeight);
+    const int right = std::clamp(static_cast<int>(std::lround((captureRect.x + captureRect.width) * sx)),
+                                 left, streamWidth);
+    const int bottom = std::clamp(static_cast<int>(std::lround((captureRect.y + captureRect.height) * sy)),
+                                  top, streamHeight);
+    // The encoder takes even sizes; a pixel less beats a pixel outside.
+    const int width = (right - left) & ~1;
+    const int height = (bottom - top) & ~1;
+    if (width <= 0 || height <= 0)
+        return {};
+    return {left, top, width, height};
+}
+
+} // namespace portalcapture

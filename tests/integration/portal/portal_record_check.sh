@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# Records the Wayland test desktop through the screen-cast portal with the
+# real `framedeck record` and checks the files with FFmpeg:
+# - full screen: 1920x1080, as long as asked, the desktop's background colour
+#   where nothing else is drawn, and the bar's clock changing from frame to
+#   frame (the portal sends pictures only when the screen changes, so this
+#   also shows that pictures kept coming);
+# - an area: the crop's size, and its pixels those of the same place in the
+#   full-screen recording;
+# - the portal's restore token is kept across recordings.
+#
+#   portal_record_check.sh FRAMEDECK SOURCE_DIR
+set -euo pipefail
+
+if [[ ${1:-} != --inside ]]; then
+  framedeck=$1 source_dir=$2
+  exec "$source_dir/scripts/test-desktop" --wayland run -- bash "$0" --inside "$framedeck"
+fi
+framedeck=$2
+out=$HOME/recordings
+mkdir -p "$out"
+token_file=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/screencast-restore-token
+seconds=3
+failures=0
+
+fail() {
+  echo "FAIL: $*" >&2
+  failures=$((failures + 1))
+}
+
+record() {
+  "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@"
+}
+
+# probe FILE ENTRY: one field of the video stream (width, height) or the file (duration).
+probe() {
+  local section=stream
+  [[ $2 != duration ]] || section=format
+  ffprobe -v error -select_streams v:0 -show_entries "$section=$2" -of csv=p=0 "$1" | head -n1
+}
+
+# pixel FILE SECONDS X Y: the colour there as "R G B" (X and Y even: the
+# picture's colour is stored for 2x2 blocks, so the crop takes one).
+pixel() {
+  { ffmpeg -v error -ss "$2" -i "$1" -frames:v 1 -vf "crop=2:2:$3:$4" -f rawvideo -pix_fmt rgb24 - || true; } |
+    head -c 3 | od -An -tu1 | xargs
+}
+
+# near "R G B" "R G B": each channel within the encoder's rounding.
+near() {
+  local a b i
+  read -ra a <<<"$1"
+  read -ra b <<<"$2"
+  ((${#a[@]} == 3)) || return 1
+  for i in 0 1 2; do
+    ((a[i] - b[i] <= 12 && b[i] - a[i] <= 12)) || return 1
+  done
+}
+
+# strip_hash FILE SECONDS: a checksum of the top strip (the bar with the clock).
+strip_hash() {
+  { ffmpeg -v error -ss "$2" -i "$1" -frames:v 1 -vf crop=1920:40:0:0 -f rawvideo -pix_fmt gray - || true; } |
+    md5sum | cut -c1-32
+}
+
+check_duration() {
+  local duration
+  duration=$(probe "$1" duration)
+  awk -v d="$duration" -v s="$seconds" 'BEGIN { exit !(d >= s - 0.4 && d <= s + 0.6) }' ||
+    fail "$1 lasts $duration s, not about $seconds s"
+}
+
+# --- full screen
+full=$out/full.mp4
+record --mode full --output "$full" || fail "full-screen recording exited with $?"
+if [[ -s $full ]]; then
+  [[ $(probe "$full" width)x$(probe "$full" height) == 1920x1080 ]] ||
+    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not 1920x1080"
+  check_duration "$full"
+  background=$(printf '%d %d %d' "0x${FRAMEDECK_DESKTOP_BACKGROUND:1:2}" "0x${FRAMEDECK_DESKTOP_BACKGROUND:3:2}" \
+    "0x${FRAMEDECK_DESKTOP_BACKGROUND:5:2}")
+  seen=$(pixel "$full" 1.5 960 700)
+  near "$seen" "$background" || fail "the background at 960,700 is '$seen', not '$background'"
+  # The clock shows hundredths of a second: pictures half a second apart differ.
+  [[ $(strip_hash "$full" 0.5) != "$(strip_hash "$full" 1.0)" ]] ||
+    fail "the bar's clock did not change between 0.5 s and 1.0 s"
+  [[ $(strip_hash "$full" 1.0) != "$(strip_hash "$full" 2.5)" ]] ||
+    fail "the bar's clock did not change between 1.0 s and 2.5 s"
+else
+  fail "no full-screen file"
+fi
+
+# --- the choice is kept
+[[ -s $token_file ]] || fail "no restore token kept in $token_file"
+first_token=$(cat "$token_file" 2>/dev/null || true)
+
+# --- an area, through the restored session
+area=$out/area.mp4
+record --mode area --area 800,600,640,360 --output "$area" || fail "area recording exited with $?"
+if [[ -s $area ]]; then
+  [[ $(probe "$area" width)x$(probe "$area" height) == 640x360 ]] ||
+    fail "the area is $(probe "$area" width)x$(probe "$area" height), not 640x360"
+  check_duration "$area"
+  # 960,700 on the screen is 160,100 in the area.
+  seen=$(pixel "$area" 1.5 160 100)
+  near "$seen" "$background" || fail "the area's pixel at 160,100 is '$seen', not '$background'"
+else
+  fail "no area file"
+fi
+# The restored session hands out a token again (the same one, with this
+# portal), so a third recording restores too.
+second_token=$(cat "$token_file" 2>/dev/null || true)
+[[ -n $first_token && -n $second_token ]] || fail "the second recording kept no restore token"
+
+if ((failures)); then
+  echo "portal recording: $failures check(s) failed; the desktop's logs:" >&2
+  tail -n 20 "$FRAMEDECK_DESKTOP_DIR"/log/xdg-desktop-portal*.log >&2 || true
+  exit 1
+fi
+echo "portal recording: full screen and area recorded and checked"
