@@ -168,7 +168,7 @@ cpu_of() {
   awk -v u="$user" -v s="$sys" -v t="$seconds" 'BEGIN { printf "%.3f", (u + s) / t }'
 }
 
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", b > 0 ? a / b : 0 }'; }
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf("%.2f", b > 0 ? a / b : 0) }'; }
 
 # Prints one row of the table.
 row() {

@@ -356,7 +356,8 @@ void Session::encodeVideo(int slot, int64_t index) {
     // (counted in pictures) could leave minutes between keyframes; keep them
     // on the usual interval of time.
     const int64_t gop = video_.context()->gop_size;
-    if (variableFrameRate_ && gop > 0 && index - std::max(lastForcedKeyframe_, muxer_.lastKeyframeIndex()) >= gop)
+    if (variableFrameRate_ && gop > 0 &&
+        index - std::max(lastForcedKeyframe_, muxer_.lastKeyframeIndex()) >= gop)
         keyframe = true;
     if (keyframe)
         lastForcedKeyframe_ = index;

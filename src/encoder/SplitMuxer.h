@@ -106,10 +106,10 @@ private:
     double averageKeyframeBytes_ = 0;
     int64_t framesSinceKeyframe_ = 0; // video packets since the last keyframe
     int64_t lastKeyframeIndex_ = -1;
-    int64_t framesSent_ = 0;          // frames handed to the video encoder
-    int64_t videoPacketsOut_ = 0;     // video packets it gave back
-    int64_t partPackets_ = 0;         // packets given to the current part
-    int64_t partHeaderBytes_ = 0;     // the part's size right after it was opened
+    int64_t framesSent_ = 0;      // frames handed to the video encoder
+    int64_t videoPacketsOut_ = 0; // video packets it gave back
+    int64_t partPackets_ = 0;     // packets given to the current part
+    int64_t partHeaderBytes_ = 0; // the part's size right after it was opened
     OutputFile file_;
     int part_ = 0;
     int64_t partStartUs_ = 0;

@@ -46,8 +46,8 @@ DecorationPlan FrameDecorator::plan(const FrameDecorationInput& input, int frame
     if (step.drawHighlight) {
         const double half = CursorEffectPictures::kHighlightSize / 2.0;
         plan.drawHighlight = true;
-        plan.highlightTop =
-            pixelTopFor({centre.x - half, centre.y - half}, CursorEffectPictures::kHighlightSize, frameHeight);
+        plan.highlightTop = pixelTopFor({centre.x - half, centre.y - half},
+                                        CursorEffectPictures::kHighlightSize, frameHeight);
     }
     if (step.drawRing) {
         plan.drawRing = true;

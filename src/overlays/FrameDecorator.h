@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
-#include "engine/capture/RowBands.h"
 #include "engine/RecordRequest.h"
+#include "engine/capture/RowBands.h"
 #include "overlays/CursorEffects.h"
 #include "overlays/FlippedGeometry.h"
 #include "overlays/WatermarkRenderer.h"

@@ -155,6 +155,8 @@ private:
         // A new picture keeps the time it arrived; a repeated one is what the
         // screen showed now.
         frame->captureTime = copied->arrival.value_or(captureClockNow());
+        // A repeat is pushed only when its decorations changed.
+        frame->pictureChanged = copied->arrival.has_value();
         frame->originX = request_.screen.x + area_.x;
         frame->originY = request_.screen.y + area_.y;
         deliverVideo(frame);

@@ -66,8 +66,8 @@ private:
 };
 
 // Grabs the root window's area at (x, y) into the segment, `offset` bytes in.
-bool grabInto(xcb_connection_t* c, xcb_window_t root, ShmStorage& storage, int x, int y, int width, int height,
-              uint32_t offset = 0) {
+bool grabInto(xcb_connection_t* c, xcb_window_t root, ShmStorage& storage, int x, int y, int width,
+              int height, uint32_t offset = 0) {
     XcbReply<xcb_generic_error_t> error;
     xcb_generic_error_t* raw = nullptr;
     XcbReply<xcb_shm_get_image_reply_t> reply(
@@ -125,8 +125,8 @@ public:
         while (xcb_generic_event_t* event = xcb_poll_for_event(connection_))
             std::free(event);
         xcb_damage_subtract(connection_, damage_, XCB_NONE, region_);
-        XcbReply<xcb_xfixes_fetch_region_reply_t> reply(
-            xcb_xfixes_fetch_region_reply(connection_, xcb_xfixes_fetch_region(connection_, region_), nullptr));
+        XcbReply<xcb_xfixes_fetch_region_reply_t> reply(xcb_xfixes_fetch_region_reply(
+            connection_, xcb_xfixes_fetch_region(connection_, region_), nullptr));
         if (!reply)
             return false;
         const xcb_rectangle_t* rects = xcb_xfixes_fetch_region_rectangles(reply.get());

@@ -193,9 +193,10 @@ double lastPacketEnd(const std::string& path, const char* type) {
 }
 
 std::vector<PacketInfo> videoPackets(const std::string& path) {
-    const std::string out = run("ffprobe -v error -select_streams v:0 -show_entries packet=pts_time,dts_time,flags "
-                                "-of csv=p=0 '" +
-                                path + "' 2>/dev/null");
+    const std::string out =
+        run("ffprobe -v error -select_streams v:0 -show_entries packet=pts_time,dts_time,flags "
+            "-of csv=p=0 '" +
+            path + "' 2>/dev/null");
     std::vector<PacketInfo> packets;
     std::istringstream in(out);
     std::string line;

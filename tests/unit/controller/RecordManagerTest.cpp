@@ -129,8 +129,12 @@ TEST_F(RecordManagerTest, AStillScreenIsPushedOnlyWhenItOrItsDecorationsChange) 
     uint64_t signature = 1;
     int decorated = 0;
     FrameCompositor::Hooks hooks;
-    hooks.decorationSignature = [&](const VideoFrame&, const RVRect&) { return signature; };
-    hooks.appendMouseCursor = [&](VideoFrame&, const RVRect&) { ++decorated; };
+    hooks.decorationSignature = [&](const VideoFrame&, const RVRect&) {
+        return signature;
+    };
+    hooks.appendMouseCursor = [&](VideoFrame&, const RVRect&) {
+        ++decorated;
+    };
     manager->setCompositorHooks(hooks);
     manager->configure(request(RecordVideoType::FullScreen, {0, 0, 0, 0}));
     manager->startRecording();

@@ -8,8 +8,8 @@ TEST(RowBands, MergesWhatTouchesAndClipsToTheFrame) {
     RowBands rows;
     rows.add(10, 20, 100);
     rows.add(40, 50, 100);
-    rows.add(20, 25, 100); // touches the first
-    rows.add(-5, 3, 100);  // clipped at the top
+    rows.add(20, 25, 100);  // touches the first
+    rows.add(-5, 3, 100);   // clipped at the top
     rows.add(95, 120, 100); // clipped at the bottom
     rows.add(60, 60, 100);  // empty
     EXPECT_EQ(rows.bands(), (std::vector<Band>{{0, 3}, {10, 25}, {40, 50}, {95, 100}}));
