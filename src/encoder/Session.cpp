@@ -39,6 +39,7 @@ int Session::openEncoders(const ContainerChoice& choice) {
         v.fps = fps_;
         v.bitRate = static_cast<int64_t>(videoKbps_ * 1000);
         v.allowBFrames = choice.allowBFrames;
+        v.noDelay = choice.variableFrameRate;
         v.globalHeader = globalHeader;
         if (int ret = video_.open(v); ret < 0)
             return ret;
@@ -339,9 +340,14 @@ void Session::fillGap(int64_t index) {
         // The first pictures come at the full rate, as in a constant-rate
         // file: readers take the nominal rate from the first steps.
         int64_t next = last < kFullRateLeadFrames - 1 ? last + 1 : last + pictureGap;
+        // A part ends with a picture that lasts until its cut, and the next
+        // one starts with one; keyframes keep to their interval of time.
         const int64_t cut = muxer_.pendingCutIndex();
-        if (cut > last && cut < next)
-            next = cut;
+        if (cut > last)
+            next = std::min(next, cut - 1 > last ? cut - 1 : cut);
+        const int64_t gop = video_.context()->gop_size;
+        if (gop > 0)
+            next = std::min(next, std::max(last + 1, lastKeyframe() + gop));
         if (next >= index)
             return;
         encodeVideo(lastSlot_, next);
@@ -350,14 +356,17 @@ void Session::fillGap(int64_t index) {
     }
 }
 
+int64_t Session::lastKeyframe() const {
+    return std::max(lastForcedKeyframe_, muxer_.lastKeyframeIndex());
+}
+
 void Session::encodeVideo(int slot, int64_t index) {
     bool keyframe = muxer_.startsNewPart(index);
     // With pictures only where something changed, x264's own interval
     // (counted in pictures) could leave minutes between keyframes; keep them
     // on the usual interval of time.
     const int64_t gop = video_.context()->gop_size;
-    if (variableFrameRate_ && gop > 0 &&
-        index - std::max(lastForcedKeyframe_, muxer_.lastKeyframeIndex()) >= gop)
+    if (variableFrameRate_ && gop > 0 && index - lastKeyframe() >= gop)
         keyframe = true;
     if (keyframe)
         lastForcedKeyframe_ = index;

@@ -131,6 +131,7 @@ private:
     void processVideo(const VideoItem& item);
     void fillGap(int64_t index);
     void encodeVideo(int slot, int64_t index);
+    int64_t lastKeyframe() const; // index of the last keyframe asked for or given
     void releaseVideoSlot(int slot);
     void logSummary();
 

@@ -52,7 +52,13 @@ int VideoEncoder::open(const VideoParams& params) {
     // up to four cores), leaving room in the crash-safety budget for a fragment.
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     c->thread_count = static_cast<int>(std::min(6u, (cores * 3 + 1) / 2));
-    av_opt_set_int(c->priv_data, "rc-lookahead", std::clamp(std::lround(params.fps / 3), 5L, 10L), 0);
+    if (params.noDelay) {
+        av_opt_set_int(c->priv_data, "rc-lookahead", 0, 0);
+        av_opt_set_int(c->priv_data, "mbtree", 0, 0);
+        av_opt_set(c->priv_data, "x264-params", "sliced-threads=1:sync-lookahead=0", 0);
+    } else {
+        av_opt_set_int(c->priv_data, "rc-lookahead", std::clamp(std::lround(params.fps / 3), 5L, 10L), 0);
+    }
     const int ret = avcodec_open2(c, codec, nullptr);
     if (ret < 0) {
         log("cannot open libx264 for %dx%d at %.2f fps (%d)", params.width, params.height, params.fps, ret);

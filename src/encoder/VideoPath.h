@@ -20,6 +20,11 @@ struct VideoParams {
     int64_t bitRate = 0; // bit/s
     bool allowBFrames = true;
     bool globalHeader = false;
+    // Every picture leaves the encoder as soon as it is encoded: no
+    // look-ahead, and threads that share a picture (slices) rather than hold
+    // several. For pictures that come only when the screen changes, where a
+    // look-ahead of ten pictures could hold one for ten seconds.
+    bool noDelay = false;
 };
 
 // libx264 through libavcodec. Owned and used by the encode thread, except
