@@ -90,8 +90,9 @@ TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
     picture.waitForFinished();
     const qint64 size = QFileInfo(path).size();
     EXPECT_GE(size, 1000000) << "1 MB is 10^6 bytes";
-    // The check runs once a second: at 5000 kbit/s a tick adds at most ~0.7 MB.
-    EXPECT_LT(size, 2000000);
+    // The check runs once a second: at 5000 kbit/s a tick adds ~0.7 MB, and
+    // the rate control, with no look-ahead, spends more at the start.
+    EXPECT_LT(size, 2500000);
     EXPECT_FALSE(app->settings().boolForKey("IsAutoStop")) << "once is disarmed after the stop";
 }
 
