@@ -9,8 +9,8 @@
 #              (bench_record_animation); also at 60 fps.
 # For each scene: `framedeck record` full screen with cursor, click ring and
 # a text watermark; `ffmpeg -f x11grab -draw_mouse 1` with the same libx264
-# settings; and the floor: ffmpeg encoding, with the same settings, the
-# scene's raw frames grabbed beforehand into a file (the encoder alone).
+# settings; and the floor: libx264 alone (bench_encoder_floor) with the same
+# settings on the scene's raw frames grabbed beforehand into a file.
 # Printed: CPU seconds (user + sys) per recorded second, frames in the file,
 # repeated and dropped frames, peak RSS, and the ratios to ffmpeg and to the floor.
 #
@@ -31,7 +31,7 @@ if [[ -z ${FRAMEDECK_DESKTOP_DIR:-} ]]; then
   exec "$root/scripts/test-desktop" run -- "$self" "$build"
 fi
 
-for tool in "$build/bin/framedeck" "$build/bin/bench_record_animation" ffmpeg ffprobe xdotool /usr/bin/time; do
+for tool in "$build/bin/framedeck" "$build/bin/bench_record_animation" "$build/bin/bench_encoder_floor" ffmpeg ffprobe xdotool /usr/bin/time; do
   command -v "$tool" >/dev/null || { echo "run.sh: $tool is missing (build bench_record_animation and framedeck)" >&2; exit 1; }
 done
 
@@ -140,7 +140,12 @@ peer() {
 }
 
 # The encoder alone: the scene grabbed first into raw frames, then encoded
-# from the file (reading it costs next to nothing beside the encoder).
+# by bench_encoder_floor, paced at the frame rate, counting the encoder's own
+# CPU time only (`ffmpeg -f rawvideo -i file` would add reads from the file
+# that cost about as much as the encoder). For the still and typing scenes
+# also the encoder alone on the pictures that changed (and one a second of
+# a still picture): the least a recorder that follows the screen can cost
+# with these encoder settings.
 floor() {
   local scene=$1 fps
   fps=$(fps_of "$scene")
@@ -150,9 +155,15 @@ floor() {
     -t "$seconds" -pix_fmt yuv420p -f rawvideo -y "$work/raw.yuv"
   kill "$acting" 2>/dev/null || true
   wait "$acting" 2>/dev/null || true
-  # shellcheck disable=SC2046
-  /usr/bin/time -f "%U %S %M" -o "$work/floor-$scene.time" ffmpeg -nostdin -v error -f rawvideo \
-    -pix_fmt yuv420p -s 1920x1080 -r "$fps" -i "$work/raw.yuv" $(x264_args "$fps") -y "$work/floor-$scene.mp4"
+  local cpu frames
+  read -r cpu frames < <("$build/bin/bench_encoder_floor" "$work/raw.yuv" 1920 1080 "$fps" "$kbps" "$threads")
+  echo "$cpu 0 -" >"$work/floor-$scene.time"
+  echo "$frames" >"$work/floor-$scene.frames"
+  if [[ $scene == static || $scene == typing ]]; then
+    read -r cpu frames < <("$build/bin/bench_encoder_floor" "$work/raw.yuv" 1920 1080 "$fps" "$kbps" "$threads" --changed)
+    echo "$cpu 0 -" >"$work/changed-$scene.time"
+    echo "$frames" >"$work/changed-$scene.frames"
+  fi
   rm -f "$work/raw.yuv"
 }
 
@@ -189,10 +200,12 @@ row() {
     queue=$(grep -o 'video frames dropped: [0-9]*' "$work/$name.log" | tail -1 | awk '{ print $4 }' || true)
     drop=$((drop + ${queue:-0}))
   fi
-  local cpu
+  local cpu frames
   cpu=$(cpu_of "$name")
-  printf "| %-9s | %-22s | %9s | %6s / %-6s | %7s / %-7s | %5d MB | %5s | %5s |\n" "$scene" "$label" "$cpu" \
-    "$(frames_in "$work/$name.mp4")" $((fps * seconds)) "${dup:-?}" "${drop:-?}" $((rss / 1024)) \
+  if [[ -f $work/$name.frames ]]; then frames=$(<"$work/$name.frames"); else frames=$(frames_in "$work/$name.mp4"); fi
+  [[ $rss == - ]] && rss=- || rss="$((rss / 1024)) MB"
+  printf "| %-9s | %-27s | %9s | %6s / %-6s | %7s / %-7s | %8s | %5s | %5s |\n" "$scene" "$label" "$cpu" \
+    "$frames" $((fps * seconds)) "${dup:-?}" "${drop:-?}" "$rss" \
     "$(ratio "$cpu" "$(cpu_of "ffmpeg-$scene")")" "$(ratio "$cpu" "$(cpu_of "floor-$scene")")"
 }
 
@@ -206,11 +219,12 @@ for scene in $scenes; do
 done
 
 echo
-echo "| scene     | recorder               | CPU s / s | frames / at full rate | repeated / dropped | peak RSS | / ffmpeg | / floor |"
+echo "| scene     | recorder                    | CPU s / s | frames / at full rate | repeated / dropped | peak RSS | / ffmpeg | / floor |"
 echo "|---|---|---|---|---|---|---|---|"
 for scene in $scenes; do
   fps=$(fps_of "$scene")
   row "framedeck-$scene" "framedeck record" "$fps" "$scene"
   row "ffmpeg-$scene" "ffmpeg x11grab" "$fps" "$scene"
   row "floor-$scene" "encoder alone (floor)" "$fps" "$scene"
+  [[ -f $work/changed-$scene.time ]] && row "changed-$scene" "encoder alone, changed only" "$fps" "$scene"
 done

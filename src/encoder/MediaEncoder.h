@@ -67,8 +67,19 @@ typedef struct EncoderVideoFrame {
     uint32_t bytesPerRow;
     const uint8_t* data;
     uint32_t dataLength;
-    uint32_t unused;
+    uint32_t changedRows; /* 0, or ME_CHANGED_ROWS(first, end): see below */
 } EncoderVideoFrame;
+
+/*
+ * EncoderVideoFrame.changedRows tells which rows of the picture can differ
+ * from the picture of the previous apiEncoderPushVideo call on the same
+ * handle, whatever that call returned: rows [first, end), or none when
+ * first == end. The library then converts those rows alone. 0 means "not
+ * known": the whole picture is read. Rows are below 32768.
+ */
+#define ME_CHANGED_ROWS(first, end)                                                                          \
+    (0x80000000u | ((uint32_t)(first)&0x7FFFu) | (((uint32_t)(end)&0x7FFFu) << 15))
+#define ME_CHANGED_ROWS_MAX 0x7FFF
 
 /* One buffer of interleaved audio in the source layout. 16 bytes. The length
  * must be a whole number of sample frames (channels * 4 bytes). */
@@ -90,7 +101,7 @@ ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, height) == 8, "height at 8");
 ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, bytesPerRow) == 12, "bytesPerRow at 12");
 ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, data) == 16, "data at 16");
 ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, dataLength) == 24, "dataLength at 24");
-ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, unused) == 28, "unused at 28");
+ME_STATIC_ASSERT(offsetof(EncoderVideoFrame, changedRows) == 28, "changedRows at 28");
 ME_STATIC_ASSERT(sizeof(EncoderAudioFrame) == 16, "audio frame record is 16 bytes");
 ME_STATIC_ASSERT(offsetof(EncoderAudioFrame, data) == 0, "data at 0");
 ME_STATIC_ASSERT(offsetof(EncoderAudioFrame, dataLength) == 8, "dataLength at 8");

@@ -101,9 +101,20 @@ int Session::start() {
 // --- pushes (any thread) ----------------------------------------------------
 
 int Session::pushVideo(const EncoderVideoFrame* frame, int64_t timestampMs) {
+    std::unique_lock lock(mutex_);
+    const int ret = acceptVideo(frame, timestampMs, lock);
+    // A refused record still counts as the previous push for the next
+    // one's changed rows, but what it held is unknown.
+    if (ret < 0 && ret != ME_ERR_STATE)
+        pool_.forgetPictures();
+    return ret;
+}
+
+// Called and returns with the lock held; lets it go while converting.
+int Session::acceptVideo(const EncoderVideoFrame* frame, int64_t timestampMs,
+                         std::unique_lock<std::mutex>& lock) {
     if (!frame)
         return ME_ERR_ARGUMENT;
-    std::unique_lock lock(mutex_);
     if (state_ != State::Running || !hasVideo_ || videoEnded_)
         return ME_ERR_STATE;
     if (muxer_.failed())
@@ -117,6 +128,8 @@ int Session::pushVideo(const EncoderVideoFrame* frame, int64_t timestampMs) {
     if (timestampMs < 0 || (lastTimestampMs_ >= 0 && timestampMs > lastTimestampMs_ + kMaxTimestampJumpMs))
         return ME_ERR_ARGUMENT;
     lastTimestampMs_ = std::max(lastTimestampMs_, timestampMs);
+    // Every held picture, dropped or not, now lags this one in these rows.
+    pool_.pictureChanged(changedRowsOf(frame->changedRows, height_));
     slotFreed_.wait_for(lock, kPushWait,
                         [this] { return !freeVideo_.empty() || state_ != State::Running || videoEnded_; });
     if (state_ != State::Running || videoEnded_)
@@ -129,12 +142,15 @@ int Session::pushVideo(const EncoderVideoFrame* frame, int64_t timestampMs) {
     }
     const int slot = freeVideo_.back();
     freeVideo_.pop_back();
+    const RowSpan rows = pool_.takeStaleRows(slot);
     lock.unlock();
 
     const int converted =
-        convertBgraToI420(frame->data, static_cast<int>(frame->bytesPerRow), pool_.frame(slot));
+        convertBgraToI420(frame->data, static_cast<int>(frame->bytesPerRow), pool_.frame(slot), rows);
 
     lock.lock();
+    if (converted < 0)
+        pool_.forgetPicture(slot);
     if (converted < 0 || state_ != State::Running || videoEnded_) {
         freeVideo_.push_back(slot);
         return converted < 0 ? converted : ME_ERR_STATE;

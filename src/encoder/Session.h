@@ -127,6 +127,7 @@ private:
     };
 
     int openEncoders(const ContainerChoice& choice);
+    int acceptVideo(const EncoderVideoFrame* frame, int64_t timestampMs, std::unique_lock<std::mutex>& lock);
     void run();
     void processVideo(const VideoItem& item);
     void fillGap(int64_t index);

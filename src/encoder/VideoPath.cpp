@@ -8,6 +8,7 @@
 #include <cmath>
 #include <libyuv/convert_from_argb.h>
 #include <thread>
+#include <utility>
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -101,8 +102,44 @@ int VideoEncoder::drain(PacketSink& sink) {
     }
 }
 
+void RowSpan::join(const RowSpan& other) {
+    if (other.empty())
+        return;
+    if (empty()) {
+        *this = other;
+        return;
+    }
+    first = std::min(first, other.first);
+    end = std::max(end, other.end);
+}
+
+RowSpan changedRowsOf(uint32_t changedRows, int height) {
+    if (!(changedRows & 0x80000000u))
+        return {0, height};
+    const int first = static_cast<int>(changedRows & 0x7FFFu);
+    const int end = static_cast<int>((changedRows >> 15) & 0x7FFFu);
+    if (first == end)
+        return {};
+    // A band that makes no sense is no reason to trust part of it.
+    if (first > end || end > height)
+        return {0, height};
+    return {first, end};
+}
+
+void VideoFramePool::pictureChanged(const RowSpan& changed) {
+    for (RowSpan& rows : stale_)
+        rows.join(changed);
+}
+
+RowSpan VideoFramePool::takeStaleRows(int slot) {
+    return std::exchange(stale_[static_cast<std::size_t>(slot)], RowSpan{});
+}
+
 int VideoFramePool::allocate(int count, int width, int height) {
     frames_.clear();
+    height_ = height;
+    // Nothing converted yet: every row of every frame is to be filled.
+    stale_.assign(static_cast<std::size_t>(count), RowSpan{0, height});
     for (int i = 0; i < count; ++i) {
         FramePtr f(av_frame_alloc());
         if (!f)
@@ -117,14 +154,23 @@ int VideoFramePool::allocate(int count, int width, int height) {
     return ME_OK;
 }
 
-int convertBgraToI420(const uint8_t* bgra, int bytesPerRow, AVFrame* frame) {
+int convertBgraToI420(const uint8_t* bgra, int bytesPerRow, AVFrame* frame, RowSpan rows) {
+    // Chroma rows cover two picture rows each: convert whole pairs.
+    const int first = std::max(0, rows.first) & ~1;
+    const int end = std::min(frame->height, rows.end + (rows.end & 1));
+    if (first >= end)
+        return ME_OK;
     // The encoder may still hold a reference to this buffer from an earlier
-    // use of the slot; then a private copy is made rather than overwriting it.
+    // use of the slot; then a private copy (of the whole picture) is made
+    // rather than overwriting it.
     if (av_frame_make_writable(frame) < 0)
         return ME_ERR_ENCODER;
-    const int ret = libyuv::ARGBToI420(bgra, bytesPerRow, frame->data[0], frame->linesize[0], frame->data[1],
-                                       frame->linesize[1], frame->data[2], frame->linesize[2], frame->width,
-                                       frame->height);
+    const auto at = [frame](int plane, int row) {
+        return frame->data[plane] + static_cast<std::ptrdiff_t>(row) * frame->linesize[plane];
+    };
+    const int ret = libyuv::ARGBToI420(bgra + static_cast<std::ptrdiff_t>(first) * bytesPerRow, bytesPerRow,
+                                       at(0, first), frame->linesize[0], at(1, first / 2), frame->linesize[1],
+                                       at(2, first / 2), frame->linesize[2], frame->width, end - first);
     return ret == 0 ? ME_OK : ME_ERR_ARGUMENT;
 }
 

@@ -143,9 +143,16 @@ void EncodeManager::reportOutputFailure() {
 
 void EncodeManager::encoderPushVideo(const EncoderVideoFrame* frame, double pts) {
     void* h = handle;
-    if (!isWorking || !h)
+    if (!isWorking || !h || !frame) {
+        // The library did not see this picture, so it cannot be told what
+        // changed since it.
+        videoPushSkipped_ = true;
         return;
-    const int32_t ret = apiEncoderPushVideo(h, frame, static_cast<int64_t>(pts));
+    }
+    EncoderVideoFrame record = *frame;
+    if (videoPushSkipped_.exchange(false))
+        record.changedRows = 0;
+    const int32_t ret = apiEncoderPushVideo(h, &record, static_cast<int64_t>(pts));
     // A push that lost the race with a stop (the trailers went first) is
     // refused by the library; that is the stop working, not an error.
     if (ret < 0 && isWorking) {

@@ -133,6 +133,7 @@ private:
     std::thread finisher_;
     std::atomic<bool> finishing_{false};
     std::atomic<bool> outputFailureReported_{false};
+    std::atomic<bool> videoPushSkipped_{false};
     KeyValueStore& settings_;
     mutable std::mutex imageSizeMutex_;
     EncodeImageSize imageSize_;

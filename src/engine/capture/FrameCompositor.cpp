@@ -26,6 +26,7 @@ FrameCompositor::FrameCompositor(CompositorState& state, EncodeManager& session,
         record.bytesPerRow = static_cast<uint32_t>(frame.pixels.stride);
         record.data = frame.pixels.data;
         record.dataLength = static_cast<uint32_t>(frame.pixels.byteLength());
+        record.changedRows = changedRowsSincePush(frame);
         session_.encoderPushVideo(&record, timestampMs);
     });
 }
@@ -39,7 +40,16 @@ bool FrameCompositor::isRecordingStatus() const {
 }
 
 void FrameCompositor::screenFrame(const VideoFramePtr& frame) {
-    if (!frame || !isRecordingStatus() || !session_.isWorking)
+    if (!frame)
+        return;
+    // What changed since the last push, counted also while nothing is
+    // pushed (paused, or frames the queue refused).
+    if (!frame->changedRows || frame->pixels.height != pendingRowsHeight_)
+        pendingRows_.reset();
+    else if (pendingRows_)
+        pendingRows_->add(*frame->changedRows, frame->pixels.height);
+    pendingRowsHeight_ = frame->pixels.height;
+    if (!isRecordingStatus() || !session_.isWorking)
         return;
     const RecordVideoType kind = state_.recordVideoType;
     if (kind == RecordVideoType::AudioOnly)
@@ -53,11 +63,14 @@ void FrameCompositor::screenFrame(const VideoFramePtr& frame) {
     }
     if (decorated)
         hooks_.appendMouseCursor(*frame, rect);
+    frame->changedRows = pendingRows_;
     double timestampMs = 0;
     VideoFramePtr pushed = stampAndPush(frame, timestampMs);
     // A frame the queue had no room for: the next one must go, whatever it shows.
     if (!pushed)
         havePushedScreen_ = false;
+    else
+        pendingRows_.emplace();
     std::lock_guard lock(lastScreenMutex_);
     lastScreenFrame_ = std::move(pushed);
     lastScreenTimestampMs_ = timestampMs;
@@ -205,6 +218,7 @@ VideoFramePtr FrameCompositor::pixelBufferFromCGImage(const VideoFramePtr& frame
     if (!out)
         return nullptr;
     out->captureTime = frame->captureTime;
+    out->changedRows.reset();
     // Nearest-neighbour: this path only runs for a window that changed size
     // during the recording, where speed matters more than smoothness.
     PixelBufferView& dst = out->pixels;
@@ -216,6 +230,26 @@ VideoFramePtr FrameCompositor::pixelBufferFromCGImage(const VideoFramePtr& frame
             dstRow[x] = srcRow[static_cast<long long>(x) * src.width / width];
     }
     return out;
+}
+
+uint32_t FrameCompositor::changedRowsSincePush(const VideoFrame& frame) {
+    const int height = frame.pixels.height;
+    std::optional<RowBands> rows = frame.changedRows;
+    // The decorations of this picture and of the one before differ from
+    // the screen beneath them.
+    if (rows && previousDrawnRows_ && height == previousHeight_) {
+        rows->add(frame.drawnRows, height);
+        rows->add(*previousDrawnRows_, height);
+    } else {
+        rows.reset();
+    }
+    previousDrawnRows_ = frame.drawnRows;
+    previousHeight_ = height;
+    if (!rows || height > ME_CHANGED_ROWS_MAX)
+        return 0;
+    if (rows->empty())
+        return ME_CHANGED_ROWS(0, 0);
+    return ME_CHANGED_ROWS(rows->bands().front().first, rows->bands().back().end);
 }
 
 void FrameCompositor::mirrorHorizontally(PixelBufferView& frame) {

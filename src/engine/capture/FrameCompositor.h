@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class EncodeManager;
 
@@ -103,6 +104,9 @@ private:
     // The frame as pushed (rescaled to the recorded size), or null when it
     // was not; its timestamp in `timestampMs`.
     VideoFramePtr stampAndPush(const VideoFramePtr& frame, double& timestampMs);
+    // Push thread: the record's changedRows for `frame`, against the frame
+    // pushed before it.
+    uint32_t changedRowsSincePush(const VideoFrame& frame);
     // Audio thread: `frames` of silence for sound that never arrived.
     void pushSilence(int64_t frames, int channels, int sampleRate);
 
@@ -123,6 +127,11 @@ private:
     bool havePushedScreen_ = false;
     double lastPushCaptureTime_ = 0;
     uint64_t lastSignature_ = 0;
+    std::optional<RowBands> pendingRows_; // screen rows changed since the last push; unknown when empty
+    int pendingRowsHeight_ = 0;
+    // Push thread.
+    std::optional<RowBands> previousDrawnRows_;
+    int previousHeight_ = 0;
     AudioTimeline timeline_;    // audio thread
     AudioDriftCorrector drift_; // audio thread
     std::mutex sessionConfigMutex_;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 // One captured picture: 32-bit BGRA pixels plus the moment it was taken on
@@ -30,6 +31,10 @@ struct VideoFrame {
     // delivered before (nothing on screen changed); the compositor then needs
     // to push it only if its decorations differ.
     bool pictureChanged = true;
+    // The rows that can differ from the frame the source delivered before,
+    // when the source knows them (screen grabs that follow XDamage). The
+    // encoder then converts those rows alone.
+    std::optional<RowBands> changedRows;
     // Rows something was drawn on after the grab (the cursor, the
     // watermark): set by whoever draws, read by the source when it takes the
     // buffer again, since those rows no longer show the screen.

@@ -13,6 +13,7 @@
 #include <sys/shm.h>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <xcb/damage.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
@@ -196,7 +197,7 @@ public:
             EMLog::showMessage("%s %d no XDamage on this display: every frame is grabbed whole", __func__,
                                __LINE__);
         stale_.clear();
-        changedSinceDelivery_ = true;
+        changedSinceDelivery_.addAll(height_);
         haveOrigin_ = false;
         stopping_ = false;
         thread_ = std::thread([this] { run(); });
@@ -292,8 +293,8 @@ private:
         frame->captureTime = captureClockNow();
         frame->originX = x;
         frame->originY = y;
-        frame->pictureChanged = changedSinceDelivery_;
-        changedSinceDelivery_ = false;
+        frame->pictureChanged = !changedSinceDelivery_.empty();
+        frame->changedRows = std::exchange(changedSinceDelivery_, {});
         deliverVideo(frame);
         return true;
     }
@@ -311,7 +312,7 @@ private:
         lastY_ = y;
         if (fresh.empty())
             return;
-        changedSinceDelivery_ = true;
+        changedSinceDelivery_.add(fresh, height_);
         for (auto& [storage, rows] : stale_)
             rows.add(fresh, height_);
     }
@@ -344,7 +345,7 @@ private:
     // Capture thread (set up in start()).
     std::unique_ptr<DamageWatch> damage_;
     std::unordered_map<const FrameStorage*, RowBands> stale_; // rows of each buffer not showing the screen
-    bool changedSinceDelivery_ = true;
+    RowBands changedSinceDelivery_; // rows changed on screen since the last frame delivered
     bool haveOrigin_ = false;
     int lastX_ = 0;
     int lastY_ = 0;

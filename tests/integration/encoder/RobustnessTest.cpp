@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -327,3 +328,68 @@ TEST(FullDisk, FileEndsCleanlyWithWhatWasWritten) {
 }
 
 } // namespace
+
+// Pushes that name the rows they changed are converted only there, into
+// frames that hold older pictures: the file must show exactly the pictures
+// of pushes that name nothing. More pushes than the library has frames, a
+// refused push and a push that names nothing sit in the sequence.
+TEST(ChangedRows, PushesNamingTheirChangedRowsStoreTheSamePicturesAsWholePushes) {
+    constexpr int kWidth = 320, kHeight = 240, kPushes = 90;
+    const std::string dir = freshDir("changed-rows");
+    std::vector<uint8_t> pixels(std::size_t{kWidth} * kHeight * 4, 40);
+    uint32_t seed = 7;
+    const auto next = [&seed](uint32_t range) {
+        return (seed = seed * 1103515245u + 12345u) / 65536u % range;
+    };
+    for (bool named : {false, true}) {
+        SCOPED_TRACE(named ? "named rows" : "whole pictures");
+        seed = 7;
+        std::fill(pixels.begin(), pixels.end(), uint8_t{40});
+        RecordingOptions o;
+        o.audio = false;
+        void* h = startRecording(dir + (named ? "/named.mp4" : "/whole.mp4"), o);
+        ASSERT_NE(h, nullptr);
+        for (int i = 0; i < kPushes; ++i) {
+            // Bands near the top, of odd bounds so that chroma rows are shared
+            // with rows outside them; the push after the refused one changes
+            // rows far below, where no frame has stale rows of its own.
+            int first = (i == 44 ? 180 : static_cast<int>(next(40))) | 1;
+            int end = first + 1 + static_cast<int>(next(18));
+            if (i % 7 == 3)
+                end = first; // nothing changed
+            const uint32_t colour = next(1u << 24) | 0xff000000u;
+            for (int y = first; y < end; ++y)
+                for (int x = 0; x < kWidth; ++x)
+                    std::memcpy(&pixels[(std::size_t(y) * kWidth + x) * 4], &colour, 4);
+            EncoderVideoFrame f{ME_PIXEL_FORMAT_BGRA,
+                                kWidth,
+                                kHeight,
+                                kWidth * 4,
+                                pixels.data(),
+                                static_cast<uint32_t>(pixels.size()),
+                                0};
+            if (named && i != 60)
+                f.changedRows = ME_CHANGED_ROWS(first, end);
+            if (i == 44) {
+                EncoderVideoFrame refused = f;
+                refused.data = nullptr;
+                EXPECT_EQ(apiEncoderPushVideo(h, &refused, i * 33), ME_ERR_ARGUMENT);
+                // The refused push was the one before: this one changed nothing since.
+                if (named)
+                    f.changedRows = ME_CHANGED_ROWS(0, 0);
+            }
+            EXPECT_EQ(apiEncoderPushVideo(h, &f, i * 33), ME_OK) << i;
+        }
+        apiEncodePushVideoTrailer(h);
+        while (apiEncodeIsDone(h) != 1)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(apiEncoderClose(h), ME_OK);
+    }
+    const auto md5s = [&](const char* name) {
+        std::string out = run("ffmpeg -v error -i '" + dir + "/" + name + "' -f framemd5 - | grep -v '^#'");
+        return out;
+    };
+    const std::string whole = md5s("whole.mp4");
+    EXPECT_FALSE(whole.empty());
+    EXPECT_EQ(md5s("named.mp4"), whole);
+}

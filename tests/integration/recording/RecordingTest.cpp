@@ -474,7 +474,9 @@ double firstTime(const std::vector<std::vector<uint8_t>>& frames, std::size_t fr
 TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
     const uint32_t blue = 0x3060c0, red = 0xe02020;
     TestWindow background(200, 150, 400, 300, blue);
-    warpPointer(100, 100);
+    // The pointer starts inside the area: its arrow must not stay behind
+    // when it moves on.
+    warpPointer(300, 230);
     std::this_thread::sleep_for(300ms);
     const std::string mp4 = path("still.mp4"), avi = path("still.avi");
     const std::vector<std::string> common{"--area", "250,200,160,120", "--audio", "none",    "--seconds",
@@ -535,6 +537,15 @@ TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
         const double frame = 1.0 / 30;
         EXPECT_NEAR(pointer0 - red0, seconds(pointerIn - blockShown), frame + 0.02);
         EXPECT_NEAR(gone0 - red0, seconds(blockGone - blockShown), frame + 0.02);
+        const auto firstArrow = [&](const std::vector<uint8_t>& f) {
+            int pixels = 0;
+            for (int y = 25; y < 60; ++y)
+                for (int x = 45; x < 80; ++x)
+                    pixels += near(f, 160, x, y, blue) ? 0 : 1;
+            return pixels;
+        };
+        EXPECT_GT(firstArrow(frames.front()), 20);
+        EXPECT_EQ(firstArrow(frames.back()), 0) << "the first arrow is left in the last picture";
     }
     // The AVI keeps its constant rate; the MP4 stores what changed, and
     // seeks: keyframes at most two seconds apart.
