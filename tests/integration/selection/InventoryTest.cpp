@@ -1,6 +1,5 @@
 #include "DesktopHelpers.h"
 #include "selection/RVGlobalMonitor.h"
-#include "selection/Screenshot.h"
 #include "selection/WindowServer.h"
 
 #include <QGuiApplication>
@@ -88,20 +87,4 @@ TEST_F(Inventory, ApplicationsAndWindowsOfOtherProcesses) {
     ASSERT_EQ(apps.size(), 2);
     EXPECT_EQ(pidOf(apps[0]), first.pid());
     EXPECT_EQ(pidOf(apps[1]), second.pid());
-}
-
-TEST_F(Inventory, CapturesShowTheScreen) {
-    XWindows painted({"300,200,200,100,FdTestD,Painted,00ff00"});
-    QImage shot;
-    // The compositor draws the new window a little after it is mapped.
-    ASSERT_TRUE(waitFor([&] {
-        shot = Screenshot::imageRectangleScreen({300, 200, 200, 100}, {});
-        return !shot.isNull() && QColor(shot.pixel(100, 50)) == QColor(Qt::green);
-    }));
-    EXPECT_EQ(shot.size(), QSize(200, 100));
-    EXPECT_EQ(shot.format(), QImage::Format_ARGB32_Premultiplied);
-    const QImage whole = Screenshot::imageFullScreen();
-    EXPECT_EQ(whole.size(), QSize(1920, 1080));
-    EXPECT_EQ(QColor(whole.pixel(400, 250)), QColor(Qt::green));
-    EXPECT_EQ(Screenshot::imageMainScreenForRect({300, 200, 10, 10}).pixel(5, 5), whole.pixel(305, 205));
 }

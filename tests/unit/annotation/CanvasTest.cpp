@@ -5,10 +5,8 @@
 #include "unit/OffscreenApp.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QLineEdit>
 #include <QMouseEvent>
-#include <QPainter>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -136,55 +134,4 @@ TEST_F(Canvas, TypedTextIsDrawnOnceFinishedAndFollowsUndoRedo) {
     canvas.clearScreen();
     EXPECT_EQ(paintedPixels(canvas.snapsHotView()), 0);
     EXPECT_EQ(canvas.redoActionStroks().size(), 1);
-}
-
-TEST_F(Canvas, EveryToolPictured) {
-    // A picture for a person to look at: shapes, arrows in eight directions
-    // (the exactly-left and exactly-up ones point back), the pencil's
-    // smoothing, an eraser pass and a text.
-    canvas.resize(480, 360);
-    canvas.setStrokeColor(QColor(220, 30, 30));
-    canvas.setStrokeWidth(4);
-    canvas.setDoodleType(0);
-    drag({{20, 20}, {140, 100}});
-    canvas.setDoodleType(1);
-    drag({{160, 20}, {300, 100}});
-    canvas.setStrokeColor(QColor(30, 90, 220));
-    canvas.setDoodleType(3);
-    drag({{320, 20}, {460, 100}});
-    canvas.setDoodleType(2);
-    const QPoint centre(120, 230);
-    for (QPoint d : {QPoint(80, 0), QPoint(56, -56), QPoint(0, -80), QPoint(-56, -56), QPoint(-80, 0),
-                     QPoint(-56, 56), QPoint(0, 80), QPoint(56, 56)})
-        drag({centre, centre + d});
-    // The two reversed drags again, apart: left and up from (400, 280).
-    drag({{400, 280}, {360, 280}});
-    drag({{400, 280}, {400, 240}});
-    canvas.setStrokeColor(QColor(20, 160, 60));
-    canvas.setStrokeWidth(6);
-    canvas.setDoodleType(4);
-    drag({{260, 200}, {280, 150}, {300, 210}, {320, 140}, {340, 220}, {360, 150}, {380, 200}, {400, 160}});
-    canvas.eraseSreen();
-    drag({{250, 185}, {420, 185}});
-    canvas.setIsEarse(false);
-    canvas.setDoodleType(5);
-    canvas.setStrokeColor(Qt::black);
-    click({260, 300});
-    QTest::keyClicks(canvas.editingTextField()->field(), "FrameDeck text");
-    canvas.setDoodleType(4);
-    canvas.setIsEarse(true);
-    canvas.setIsEarse(false);
-
-    const QImage shot = canvas.snapsHotView();
-    EXPECT_GT(paintedPixels(shot), 2000);
-    QImage picture(shot.size(), QImage::Format_ARGB32);
-    QPainter painter(&picture);
-    for (int y = 0; y < picture.height(); y += 10)
-        for (int x = 0; x < picture.width(); x += 10)
-            painter.fillRect(x, y, 10, 10, ((x + y) / 10) % 2 ? QColor(235, 235, 235) : Qt::white);
-    painter.drawImage(0, 0, shot);
-    painter.end();
-    const QString dir = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/annotation";
-    QDir().mkpath(dir);
-    EXPECT_TRUE(picture.save(dir + "/canvas.png"));
 }

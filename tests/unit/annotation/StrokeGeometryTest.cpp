@@ -60,17 +60,6 @@ TEST(RoundRectGeometry, OutlineStartsOnTheBottomEdgeAndRoundsTheCorners) {
     EXPECT_NEAR(click.boundingRect().height(), 0.1, 1e-9);
 }
 
-TEST(ArrowGeometry, HeadWidthFollowsThePen) {
-    EXPECT_DOUBLE_EQ(ArrowStroke::headWidth(22, 100), 40);
-    EXPECT_DOUBLE_EQ(ArrowStroke::headWidth(0, 100), 20);
-    EXPECT_DOUBLE_EQ(ArrowStroke::headWidth(11, 100), 30);
-    const ArrowStroke::Geometry g = ArrowStroke::geometry({0, 0}, {30, 40}, 22);
-    EXPECT_DOUBLE_EQ(g.length, 50);
-    EXPECT_DOUBLE_EQ(g.width, 20);
-    // The barbs (0.8 L, +-0.35 W) sit 0.7 W apart.
-    EXPECT_NEAR(QLineF(g.corners[3], g.corners[5]).length(), 0.7 * 20, 1e-3);
-}
-
 TEST(ArrowGeometry, PointsAtTheEndInEveryQuadrant) {
     const QPointF began(100, 100);
     struct Case {

@@ -54,47 +54,25 @@ protected:
     LanguageManager language{store, QString(FRAMEDECK_RESOURCE_DIR)};
 };
 
-TEST_F(Toolbar, ButtonsInOrderWithTipsThatFollowTheLanguage) {
-    struct Row {
-        const char* name;
-        const char* image;
-        const char* english;
-    };
-    const Row rows[] = {
-        {"cursorBtn", "鼠标", "Pointer (click through)"},
-        {"pencilBtn", "画笔", "Pen"},
-        {"textBtn", "文字", "Text"},
-        {"rectBtn", "矩形", "Rectangle"},
-        {"rondBtn", "椭圆", "Ellipse"},
-        {"arrowBtn", "箭头", "Arrow"},
-        {"beelineBtn", "直线", "Straight Line"},
-        {"lineWidthBtn", "线宽", "Line Width"},
-        {"colorBtn", "颜色", "Color"},
-        {"eraseBtn", "橡皮擦", "Eraser"},
-        {"whiteBtn", "白板", "Whiteboard"},
-        {"undoBtn", "撤销", "Undo"},
-        {"clearBtn", "清除", "Clear All"},
-        {"fontBtn", "字体", "Font"},
-        {"redoBtn", "重做", "Redo"},
-        {"closeBtn", "关闭", "Close Drawing Tools"},
-    };
+TEST_F(Toolbar, ButtonsWithIconsAndTipsThatFollowTheLanguage) {
     auto tools = open();
     EXPECT_EQ(tools->windowTitle(), "Drawing Tools");
     const QList<QToolButton*> inPanel = tools->findChildren<QToolButton*>();
     ASSERT_EQ(inPanel.size(), C::ButtonCount);
+    QStringList english;
     for (int i = 0; i < C::ButtonCount; ++i) {
-        SCOPED_TRACE(rows[i].name);
-        EXPECT_EQ(inPanel[i]->objectName(), rows[i].name);
+        SCOPED_TRACE(inPanel[i]->objectName().toStdString());
         EXPECT_EQ(tools->button(C::Button(i)), inPanel[i]);
-        EXPECT_EQ(inPanel[i]->toolTip(), QString(rows[i].english));
         EXPECT_FALSE(inPanel[i]->icon().isNull());
-        EXPECT_EQ(tools->imageLabel(C::Button(i)),
-                  QString(rows[i].image) + (i == C::cursorBtn ? "选中" : ""));
+        EXPECT_FALSE(inPanel[i]->toolTip().isEmpty());
+        english << inPanel[i]->toolTip();
     }
+    EXPECT_EQ(inPanel[C::clearBtn]->toolTip(), "Clear All");
+    EXPECT_EQ(selected(*tools), std::vector{C::cursorBtn}) << "opens with the pointer tool";
     // Switched, every tip is read again from the new language's table.
     language.applyLanguage(1);
     for (int i = 0; i < C::ButtonCount; ++i)
-        EXPECT_NE(inPanel[i]->toolTip(), QString(rows[i].english)) << rows[i].name;
+        EXPECT_NE(inPanel[i]->toolTip(), english[i]) << inPanel[i]->objectName().toStdString();
     EXPECT_EQ(inPanel[C::clearBtn]->toolTip(), "全部清除");
     EXPECT_EQ(tools->windowTitle(), "绘图工具");
     EXPECT_EQ(tools->widthMenu()->actions()[2]->text(), "粗");

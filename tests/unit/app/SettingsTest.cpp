@@ -155,12 +155,8 @@ TEST_F(Fixture, CorruptOrUnreadableFileStartsFromDefaultsAndKeepsTheFile) {
 TEST(IndexTables, OutOfRangeIndicesFallBack) {
     EXPECT_DOUBLE_EQ(IndexTables::fpsForIndex(-1), 25.0);
     EXPECT_DOUBLE_EQ(IndexTables::fpsForIndex(6), 25.0);
-    EXPECT_DOUBLE_EQ(IndexTables::fpsForIndex(4), 29.97f);
-    EXPECT_EQ(IndexTables::videoBitrateForQuality(0), 8000);
     EXPECT_EQ(IndexTables::videoBitrateForQuality(-3), 3000);
     EXPECT_EQ(IndexTables::videoTypeForIndex(9), ".mov");
-    EXPECT_EQ(IndexTables::audioExtensionForIndex(2), ".m4a");
-    EXPECT_EQ(IndexTables::audioExtensionForIndex(3), ".mp3");
     EXPECT_EQ(IndexTables::audioKindOrDefault(4), 0u);
     // A Chinese-interface index past the end of the English list.
     const QStringList english = IndexTables::timeFramStyles(true);

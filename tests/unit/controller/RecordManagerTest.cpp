@@ -33,9 +33,6 @@ protected:
         host.sourceFailed = [this](CaptureSourceKind kind, const std::string&) {
             errors.push_back(captureSourceName(kind));
         };
-        host.clockTick = [this](const RecordingProgress& progress) {
-            ticks.push_back(progress);
-        };
         manager->setHost(host);
     }
 
@@ -69,7 +66,6 @@ protected:
     std::vector<std::function<void()>> posted;
     int selectionOpened = 0;
     std::vector<std::string> errors;
-    std::vector<RecordingProgress> ticks;
 };
 
 } // namespace
@@ -158,16 +154,6 @@ TEST_F(RecordManagerTest, AStillScreenIsPushedOnlyWhenItOrItsDecorationsChange) 
     EXPECT_EQ(manager->compositor().pushedFrames(), 4u) << "the last picture does not last until the stop";
 }
 
-TEST_F(RecordManagerTest, ZeroRectangleRecordsTheWholeScreen) {
-    manager->configure(request(RecordVideoType::FullScreen, {}));
-    manager->startRecording();
-    EXPECT_EQ(manager->encodeManager().imageSize().width, 320);
-    EXPECT_EQ(manager->encodeManager().imageSize().height, 240);
-    ASSERT_EQ(factory->screenRequests.size(), 1u);
-    EXPECT_TRUE(factory->screenRequests[0].captureRect.isZero());
-    manager->stopRecording();
-}
-
 TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
     factory->windows = {{7, "Term", "front", {0, 0, 10, 10}}, {42, "App", "chosen", {3, 5, 101, 57}}};
     RecordRequest r = request(RecordVideoType::AppWindow, {3, 5, 101, 57});
@@ -186,33 +172,6 @@ TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
     factory->screen->emitFrame(101);
     EXPECT_EQ(pushedAfterDrain(), 1u);
     manager->stopRecording();
-}
-
-TEST_F(RecordManagerTest, CameraModeTakesTheCameraPictureMirrored) {
-    RecordRequest r = request(RecordVideoType::Camera, {});
-    r.isCaptrueMirrored = true;
-    manager->configure(r);
-    PixelBufferView previewed;
-    FrameCompositor::Hooks hooks;
-    hooks.cameraPreview = [&](const PixelBufferView& p) {
-        previewed = p;
-    };
-    manager->setCompositorHooks(hooks);
-    manager->startRecording();
-    ASSERT_TRUE(manager->hasVideoSession());
-    EXPECT_FALSE(manager->hasScreenSession());
-    EXPECT_EQ(manager->encodeManager().imageSize().width, 64);
-    EXPECT_EQ(manager->encodeManager().imageSize().height, 48);
-    factory->camera->emitFrame(101);
-    EXPECT_EQ(previewed.width, 64);
-    EXPECT_EQ(pushedAfterDrain(), 1u);
-    manager->stopRecording();
-
-    uint32_t row[4] = {1, 2, 3, 4};
-    PixelBufferView view{reinterpret_cast<uint8_t*>(row), 4, 1, 16};
-    FrameCompositor::mirrorHorizontally(view);
-    EXPECT_EQ(row[0], 4u);
-    EXPECT_EQ(row[3], 1u);
 }
 
 TEST_F(RecordManagerTest, LostAudioIsReportedTriedAgainAndItsGapIsSilent) {
@@ -282,17 +241,6 @@ TEST_F(RecordManagerTest, SystemAudioWithoutRoutingRecordsTheSpeakers) {
     EXPECT_FALSE(manager->hasAudioSession());
 }
 
-TEST_F(RecordManagerTest, ClockTickReportsWholeSecondsAndBytes) {
-    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
-    manager->startRecording();
-    factory->screen->emitFrame(101);
-    manager->timerDurationTimeOut();
-    ASSERT_EQ(ticks.size(), 1u);
-    EXPECT_EQ(ticks[0].seconds, 0);
-    EXPECT_GE(ticks[0].bytes, 0);
-    manager->stopRecording();
-}
-
 TEST_F(RecordManagerTest, AStaleFailureNeverStopsTheReplacement) {
     manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
     manager->startRecording();
@@ -313,9 +261,4 @@ TEST_F(RecordManagerTest, AStaleFailureNeverStopsTheReplacement) {
     EXPECT_FALSE(manager->hasScreenSession());
     EXPECT_EQ(errors, std::vector<std::string>{"screen"});
     manager->stopRecording();
-}
-
-TEST_F(RecordManagerTest, WideCaptureRectangleIsKept) {
-    manager->setCaptureRect({0, 0, 1920, 1080});
-    EXPECT_EQ(RVRect(manager->captureRect), (RVRect{0, 0, 1920, 1080}));
 }

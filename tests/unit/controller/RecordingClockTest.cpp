@@ -159,19 +159,9 @@ TEST(AudioDrift, ResamplingNeverClicksAcrossBuffers) {
         << "ratios alternate around 1";
 }
 
-TEST(RecordingRules, WindowWalkEvensTheBoundsAndPrunesOthers) {
-    std::vector<CaptureWindowInfo> elements = {
-        {7, "Term", "front", {0, 0, 10, 10}},
-        {42, "App", "chosen", {3, 5, 101, 57}},
-        {9, "Other", "back", {1, 1, 5, 5}},
-    };
-    auto rect = RecordingRules::walkDesktopElements(elements, 42, "chosen");
-    ASSERT_TRUE(rect);
-    EXPECT_EQ(*rect, (RVRect{2, 4, 100, 56}));
-    ASSERT_EQ(elements.size(), 1u);
-    EXPECT_EQ(elements[0].number, 42u);
-
-    // A selection named like the desktop keeps every other window.
+// Evening the chosen window and pruning the others is checked through the
+// controller (RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt).
+TEST(RecordingRules, WindowWalkNamedLikeTheDesktopKeepsEveryWindow) {
     std::vector<CaptureWindowInfo> all = {{1, "a", "x", {}}, {2, "b", "y", {}}};
     EXPECT_FALSE(RecordingRules::walkDesktopElements(all, 99, "Desktop"));
     EXPECT_EQ(all.size(), 2u);

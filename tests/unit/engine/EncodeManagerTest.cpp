@@ -227,15 +227,6 @@ TEST_F(EncodeManagerTest, AudioOnlyDurationMovesInWholeSeconds) {
     EXPECT_EQ(m.filesize(), 123456.0);
 }
 
-TEST_F(EncodeManagerTest, InitHandleReplacesAndClosesThePreviousHandle) {
-    EncodeManager m(settings_);
-    void* first = m.handle;
-    fakeEncoder().calls.clear();
-    m.initHandle();
-    EXPECT_NE(m.handle.load(), first);
-    EXPECT_EQ(fakeEncoder().calls, (Calls{"Create", "Close"}));
-}
-
 // The audio thread may still be inside a push when the main thread sets up
 // the next recording, and the screen thread reads the image size for every
 // frame while the camera thread or the main thread sets it. Under the

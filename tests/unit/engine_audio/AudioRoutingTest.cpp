@@ -167,15 +167,6 @@ TEST_F(AudioRoutingTest, DeviceChangesKeepAConsistentMode) {
     EXPECT_EQ(server.created[server.created.size() - 2].subdevices[0], "desk");
 }
 
-TEST_F(AudioRoutingTest, QuitRestoresTheDefaultsOfStartUpAndRemovesEverything) {
-    RVAudioRouting routing(server, hooks);
-    routing.init();
-    routing.switchRecordType(RecordAudioType::Both);
-    routing.destroyDevicesAtQuit();
-    EXPECT_EQ(server.defaultInput + server.defaultOutput, "micspeakers");
-    EXPECT_EQ(server.devices.size(), 4u);
-}
-
 TEST_F(AudioRoutingTest, AnAggregateLeftAsDefaultByACrashIsNotRestored) {
     server.add("MR-InputDevice", "MR-InputDevice", true);
     server.defaultInput = "MR-InputDevice";

@@ -18,16 +18,6 @@ EZAudioDevice dev(std::uint32_t id, std::string name, std::string uid = "", bool
 
 } // namespace
 
-TEST(DeviceRules, DescriptionAndEqualityById) {
-    auto a = dev(7, "Mic", "alsa_input.pci");
-    a.manufacturer = "Intel";
-    EXPECT_EQ(a.description(),
-              "EZAudioDevice { deviceID: 7, manufacturer: Intel, name: Mic, UID: alsa_input.pci, "
-              "inputChannelCount: 2, outputChannelCount: 0 }");
-    EXPECT_EQ(a, dev(7, "Other", "other"));
-    EXPECT_FALSE(a == dev(8, "Mic", "alsa_input.pci"));
-}
-
 TEST(DeviceRules, InputChoice) {
     const auto usb = dev(5, "USB Headset", "usb");
     const std::vector<EZAudioDevice> laptop = {dev(4, "BlackHole 2ch", "BlackHole2ch_UID.input"), usb,

@@ -12,12 +12,6 @@ namespace {
 
 const auto* const kGui = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
 
-constexpr QRgb kBlack = 0xff000000;
-
-bool isRingColour(QRgb p) {
-    return std::abs(qRed(p) - 56) <= 12 && std::abs(qGreen(p) - 116) <= 12 && std::abs(qBlue(p) - 175) <= 12;
-}
-
 // A 200 x 160 area captured at (1000, 500) of the screen, pointer in the
 // screen space (origin bottom left).
 struct Decorating : ::testing::Test {
@@ -73,31 +67,6 @@ TEST_F(Decorating, ClickDuringAFrameIsNotLostToThatFramesUpdate) {
     clicks.click(); // arrives while the frame is being drawn
     clicks.commit(values, generation);
     EXPECT_EQ(clicks.load().cursorEffectWidth, CursorClickState::kClickWidth);
-}
-
-TEST_F(Decorating, RingPixelsHaveTheRadiusOfTheirFrame) {
-    input.flags.isMouseClickEffect = true;
-    const QPoint centre = cursorMiddlePixel();
-    clicks.click();
-    for (int frame = 1; frame <= 15; ++frame) {
-        TestFrame f(200, 160);
-        decorator.appendMouseCursor(f.view(), input);
-        if (frame == 1) { // width 32: radius 10
-            EXPECT_TRUE(isRingColour(f.at(centre.x() + 10, centre.y())));
-            EXPECT_TRUE(isRingColour(f.at(centre.x(), centre.y() - 10)));
-            EXPECT_EQ(f.at(centre.x() + 16, centre.y()), kBlack);
-            EXPECT_EQ(f.at(centre.x(), centre.y()), kBlack);
-        }
-        if (frame == 14) { // width 58: radius 23
-            EXPECT_TRUE(isRingColour(f.at(centre.x() - 23, centre.y())));
-            EXPECT_TRUE(isRingColour(f.at(centre.x(), centre.y() + 23)));
-            EXPECT_EQ(f.at(centre.x() + 10, centre.y()), kBlack);
-        }
-        if (frame == 15) { // over: nothing drawn, state back to rest
-            EXPECT_EQ(f.image, TestFrame(200, 160).image);
-            EXPECT_FALSE(clicks.load().isCursorClick);
-        }
-    }
 }
 
 TEST_F(Decorating, HighlightHidesUnderTheRingAndComesBackAfter) {

@@ -18,43 +18,6 @@ namespace {
 
 using A = HotkeyAction;
 
-// Keysyms are written as numbers here (X11's keysymdef.h values), so a
-// wrong constant in the table is caught rather than repeated.
-TEST(VirtualKeyCodes, KeysymsMapToTheStoredKeyCodes) {
-    const struct {
-        uint32_t keysym;
-        uint16_t code;
-    } cases[] = {
-        // clang-format off
-        // The digit row: the numbering is not in key order.
-        {0x31, 18}, {0x32, 19}, {0x33, 20}, {0x34, 21}, {0x35, 23}, {0x36, 22}, {0x37, 26},
-        {0x38, 28}, {0x39, 25}, {0x30, 29},
-        // Letters, both cases.
-        {0x61, 0}, {0x41, 0}, {0x73, 1}, {0x62, 11}, {0x42, 11}, {0x71, 12}, {0x74, 17},
-        {0x6f, 31}, {0x75, 32}, {0x69, 34}, {0x70, 35}, {0x6c, 37}, {0x6a, 38}, {0x6b, 40},
-        {0x6e, 45}, {0x6d, 46}, {0x7a, 6}, {0x5a, 6},
-        // Punctuation: = - ] [ ' ; \ , / . `
-        {0x3d, 24}, {0x2d, 27}, {0x5d, 30}, {0x5b, 33}, {0x27, 39}, {0x3b, 41}, {0x5c, 42},
-        {0x2c, 43}, {0x2f, 44}, {0x2e, 47}, {0x60, 50},
-        // Return, Tab, space, BackSpace, Escape, Delete.
-        {0xff0d, 36}, {0xff09, 48}, {0x20, 49}, {0xff08, 51}, {0xff1b, 53}, {0xffff, 117},
-        // F1 ... F12.
-        {0xffbe, 122}, {0xffbf, 120}, {0xffc0, 99}, {0xffc1, 118}, {0xffc2, 96}, {0xffc3, 97}, {0xffc4, 98},
-        {0xffc5, 100}, {0xffc6, 101}, {0xffc7, 109}, {0xffc8, 103}, {0xffc9, 111},
-        // Arrows: left, right, down, up.
-        {0xff51, 123}, {0xff53, 124}, {0xff54, 125}, {0xff52, 126},
-        // Keypad 1, Enter; modifiers: Super, Shift, Alt, Control, right Control.
-        {0xffb1, 83}, {0xff8d, 76}, {0xffeb, 55}, {0xffe1, 56}, {0xffe9, 58}, {0xffe3, 59}, {0xffe4, 62},
-        // clang-format on
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(virtualKeyCodeFromKeysym(c.keysym), c.code) << std::hex << "keysym 0x" << c.keysym;
-
-    // No code: é, !, the Print key, a keysym of nothing.
-    for (const uint32_t keysym : {0xe9u, 0x21u, 0xff61u, 0u})
-        EXPECT_FALSE(virtualKeyCodeFromKeysym(keysym)) << std::hex << "keysym 0x" << keysym;
-}
-
 TEST(VirtualKeyCodes, AKeyIsNamedByItsPlainKeysymThenItsShiftedOne) {
     using Row = std::vector<uint32_t>;
     // US digit row: plain 1, shifted !.
@@ -117,14 +80,6 @@ TEST(Hotkeys, NothingRunsWhileADialogIsOpenOrANewKeyIsRecorded) {
         EXPECT_TRUE(hotkeyActionsFor(codes, code, false, false).empty());
         EXPECT_TRUE(hotkeyActionsFor(codes, code, true, true).empty());
     }
-}
-
-TEST(Hotkeys, ModifierTextsOfARecordedShortcut) {
-    std::string texts;
-    for (const uint16_t code : {55, 56, 58, 59, 63, 54, 57, 60, 61, 62, 40})
-        texts += "[" + std::string(hotkeyModifierText(code)) + "]";
-    // Command, Shift, Option, Control, fn; the right-hand keys and K have none.
-    EXPECT_EQ(texts, "[⌘ ][⇧ ][Alt ][^ ][fn ][][][][][][]");
 }
 
 TEST(ShortcutRecording, AKeyWithAHeldModifierIsStoredForTheRowBeingRecorded) {

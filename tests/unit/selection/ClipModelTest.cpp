@@ -103,14 +103,6 @@ TEST_F(ClipModelTest, AClickOnAWindowKeepsItsRectangle) {
     EXPECT_EQ(m.contentRect, (RectD{40, 40, 400, 300}));
 }
 
-TEST_F(ClipModelTest, PlainClickWithType0SelectsTheHoveredWindow) {
-    ClipModel m = make(1);
-    m.mouseDown({50, 50}, 1, 10.0);
-    m.mouseUp({50, 50}, 10.1);
-    EXPECT_EQ(events, (std::vector<Event>{Event::ClipCurrentWindow}));
-    EXPECT_EQ(m.clipState, 3);
-}
-
 TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResize) {
     ClipModel m = chosen();
     m.mouseDown({250, 200}, 1, 1.0); // inside, away from the handles
@@ -208,16 +200,6 @@ TEST_F(ClipModelTest, WaterImageStopsAtTheMinimumWithoutStretching) {
     m.mouseDown({116, 102}, 1, 1.0); // right middle
     m.mouseDragged({124, 102});
     EXPECT_EQ(m.contentRect, (RectD{100, 99, 24, 6}));
-}
-
-TEST_F(ClipModelTest, WindowModeIgnoresDragsAndStartsOnRelease) {
-    ClipModel m = make(2);
-    m.setFrameForContentView({40, 40, 400, 300});
-    m.mouseDown({50, 50}, 1, 1.0);
-    m.mouseDragged({600, 600});
-    EXPECT_EQ(m.contentRect, (RectD{40, 40, 400, 300}));
-    m.mouseUp({600, 600}, 1.1);
-    EXPECT_EQ(events, (std::vector<Event>{Event::ClipCurrentWindow, Event::StartNow}));
 }
 
 TEST_F(ClipModelTest, FullScreenChoosesOnTheFirstMove) {

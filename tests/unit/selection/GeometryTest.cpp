@@ -14,18 +14,6 @@ TEST(SnipUtil, PointInRectIncludesBottomLeftEdgesOnly) {
     EXPECT_FALSE(SnipUtil::isPointInRect({9.99, 30}, r));
 }
 
-TEST(SnipUtil, DistanceIsSquared) {
-    EXPECT_EQ(SnipUtil::pointDistanceToPoint({0, 0}, {3, 4}), 25);
-    EXPECT_EQ(ClipGeometry::distanceOfTwoPoints({0, 0}, {3, 4}), 5);
-}
-
-TEST(SnipUtil, UniformRectAndRectToZero) {
-    EXPECT_EQ(SnipUtil::uniformRect({10, 10, -4, -6}), (RectD{6, 4, 4, 6}));
-    EXPECT_EQ(SnipUtil::uniformRect({10, 10, 4, 6}), (RectD{10, 10, 4, 6}));
-    EXPECT_EQ(SnipUtil::uniformRect({10, 10, -4, 6}), (RectD{6, 10, 4, 6}));
-    EXPECT_EQ(SnipUtil::rectToZero({7, 8, 4, 6}), (RectD{0, 0, 4, 6}));
-}
-
 // A 1920x1080 primary display at the origin and a taller 1280x1440 display
 // to its left whose top is 200 points above the primary's.
 class TwoDisplays : public ::testing::Test {

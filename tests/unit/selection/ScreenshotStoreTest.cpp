@@ -3,15 +3,12 @@
 #include "FakeWindowServer.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
-#include "app/AppIdentity.h"
 #include "app/FileListStore.h"
 #include "core/EMLog.h"
 #include "selection/ShutterSound.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -50,36 +47,6 @@ TEST(ShutterSound, IsAShortAudibleClickThatEndsInSilence) {
     EXPECT_EQ(samples.back(), 0);
     EXPECT_EQ(samples, ShutterSound::synthesize(ShutterSound::kSampleRate));
     EXPECT_EQ(ShutterSound::synthesize(48000).size(), 7200u);
-}
-
-TEST(ScreenshotStore, SavesAPngBesideTheRecordingsAndListsItFirst) {
-    TempHome home;
-    const QString plist = AppDelegate::plistPath();
-    ASSERT_TRUE(
-        FileListStore::addRecord(plist, FileListStore::recordingRecord("/tmp/older.mov", 12.5, 1000.0,
-                                                                       QDateTime::currentDateTime(), true)));
-
-    const QString path = ScreenshotStore::saveImage(smallPicture());
-    const QFileInfo info(path);
-    EXPECT_EQ(info.absolutePath(), QDir(AppIdentity::moviesFolder()).absolutePath());
-    EXPECT_TRUE(QRegularExpression("^\\d{8}_\\d{6}\\.png$").match(info.fileName()).hasMatch())
-        << info.fileName().toStdString();
-    const QImage back(path, "PNG");
-    ASSERT_FALSE(back.isNull());
-    EXPECT_EQ(back.size(), QSize(8, 6));
-    EXPECT_EQ(back.pixel(0, 0), qRgb(0x33, 0x66, 0xcc));
-    EXPECT_EQ(back.pixel(7, 5), qRgb(0xff, 0x00, 0x00));
-
-    const QVariantList list = FileListStore::readList(plist);
-    ASSERT_EQ(list.size(), 2);
-    const QVariantMap record = list[0].toMap();
-    EXPECT_EQ(record["path"].toString(), path);
-    EXPECT_EQ(record["name"].toString(), info.fileName());
-    EXPECT_EQ(record["isImage"].toInt(), 1);
-    EXPECT_FALSE(record.contains("isVideo"));
-    EXPECT_EQ(record["duration"].toInt(), 0);
-    EXPECT_EQ(record["size"].toULongLong(), quint64(info.size()));
-    EXPECT_EQ(list[1].toMap()["path"].toString(), "/tmp/older.mov");
 }
 
 TEST(ScreenshotStore, AnUnwritableFolderIsLoggedAndStillListed) {

@@ -8,9 +8,7 @@
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QDir>
 #include <QFile>
-#include <QPainter>
 #include <QPushButton>
 #include <QSystemTrayIcon>
 #include <gtest/gtest.h>
@@ -189,16 +187,6 @@ TEST_F(FileListWindow, TrayIconShowsIdleRecordingAndPaused) {
     EXPECT_NE(paused, idle);
     tray.setPaused(false);
     EXPECT_EQ(picture(), recording);
-
-    // For a person to look at: the three states side by side, 64 px each.
-    QImage states(3 * 64, 64, QImage::Format_ARGB32);
-    states.fill(QColor(90, 90, 90));
-    QPainter painter(&states);
-    for (int i = 0; i < 3; ++i)
-        painter.drawPixmap(i * 64, 0, Icons::trayIcon(Icons::TrayState(i)).pixmap(64, 64));
-    painter.end();
-    QDir().mkpath(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/widgets");
-    states.save(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/widgets/tray-states.png");
 
     tray.setPaused(true);
     tray.setRecording(false);
