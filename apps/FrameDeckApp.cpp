@@ -143,6 +143,11 @@ void FrameDeckApp::buildEngine() {
     app_.hasCamera = [this] {
         return !stack_->captureFactory().cameras().empty();
     };
+    if (stack_->screenShare())
+        app_.shareScreen = [this](std::function<void(const QString& error)> done) {
+            stack_->screenShare()->request(
+                [done = std::move(done)](const std::string& error) { done(QString::fromStdString(error)); });
+        };
 
     FrameCompositor::Hooks compositorHooks;
     compositorHooks.cameraPreview = [this](const PixelBufferView& frame) {
@@ -324,6 +329,16 @@ void FrameDeckApp::connectWindow() {
     connect(&app_, &AppDelegate::recordingFinishing, this, [this](const QString&) {
         window_->setFinishing();
         tray_->trayIcon()->setToolTip(L("Main_Finishing"));
+    });
+    connect(&app_, &AppDelegate::waitingForScreenChanged, this, [this](bool waiting) {
+        window_->setWaitingForScreen(waiting);
+        tray_->trayIcon()->setToolTip(L(waiting ? "Main_Waiting_For_Screen" : "Meun_App"));
+    });
+    connect(&app_, &AppDelegate::screenShareFailed, this, [this](const QString& error) {
+        // The area's frame was put up for a recording that does not come.
+        selection_->stopRecording();
+        window_->setRecordingState(RecordingStatus::Idle);
+        showModalAlert(window_.get(), LF("Alert_Screen_Share_Failed", {error}));
     });
     connect(&app_, &AppDelegate::durationTextsChanged, w, &MainWindow::setDurationTexts);
     connect(&app_, &AppDelegate::alertRequested, this,

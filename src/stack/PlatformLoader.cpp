@@ -38,17 +38,36 @@ public:
 };
 
 // A Wayland session: the screen through the portal, the monitors from the
-// compositor, no window list; sound and cameras as everywhere.
+// compositor, no window list; sound and cameras as everywhere. The broker,
+// when given, must outlive the factory.
 class PortalPulseV4l2Factory : public X11PulseV4l2Factory {
 public:
+    PortalPulseV4l2Factory(std::shared_ptr<PointerFeed> pointer, portalcapture::ScreenShareBroker* share)
+        : pointer_(std::move(pointer)), share_(share) {}
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
-        return portalcapture::createScreenSource(request, portalcapture::fileTokenStore());
+        return portalcapture::createScreenSource(request,
+                                                 {portalcapture::fileTokenStore(), pointer_, share_});
     }
     std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
         return nullptr;
     }
     std::vector<RVScreen> screens() override { return portalcapture::listOutputs(); }
     std::vector<CaptureWindowInfo> onScreenWindows() override { return {}; }
+
+private:
+    std::shared_ptr<PointerFeed> pointer_;
+    portalcapture::ScreenShareBroker* share_;
+};
+
+class PortalScreenShare : public PlatformLoader::ScreenShare {
+public:
+    void request(std::function<void(const std::string& error)> done) override {
+        broker_.request(std::move(done));
+    }
+    portalcapture::ScreenShareBroker& broker() { return broker_; }
+
+private:
+    portalcapture::ScreenShareBroker broker_{portalcapture::fileTokenStore()};
 };
 
 } // namespace
@@ -73,9 +92,22 @@ std::optional<ScreenBackend> screenBackendNamed(const std::string& name) {
     return std::nullopt;
 }
 
+Backends backends(ScreenBackend backend) {
+    Backends result;
+    if (backend == ScreenBackend::Portal) {
+        auto share = std::make_unique<PortalScreenShare>();
+        result.pointer = std::make_shared<PointerFeed>();
+        result.factory = std::make_unique<PortalPulseV4l2Factory>(result.pointer, &share->broker());
+        result.share = std::move(share);
+    } else {
+        result.factory = std::make_unique<X11PulseV4l2Factory>();
+    }
+    return result;
+}
+
 std::unique_ptr<CaptureFactory> captureFactory(ScreenBackend backend) {
     if (backend == ScreenBackend::Portal)
-        return std::make_unique<PortalPulseV4l2Factory>();
+        return std::make_unique<PortalPulseV4l2Factory>(nullptr, nullptr);
     return std::make_unique<X11PulseV4l2Factory>();
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "core/PointerFeed.h"
 #include "engine/audio/SoundServer.h"
 #include "engine/capture/CaptureFactory.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,7 +29,30 @@ ScreenBackend sessionScreenBackend();
 // "x11" or "portal".
 std::optional<ScreenBackend> screenBackendNamed(const std::string& name);
 
-// The capture backends for the recording controller.
+// Asking the desktop for the screen before a recording starts, where it has
+// to be asked (a Wayland portal may show a picker and wait for the user):
+// the recording's start then finds the screen shared and does not wait.
+// Main thread.
+class ScreenShare {
+public:
+    virtual ~ScreenShare() = default;
+    // `done` runs on the main thread once the desktop has answered, with an
+    // empty error when the screen is shared.
+    virtual void request(std::function<void(const std::string& error)> done) = 0;
+};
+
+// The capture backends of one recording stack.
+struct Backends {
+    std::unique_ptr<CaptureFactory> factory;
+    // Null where the screen needs no asking (X11).
+    std::unique_ptr<ScreenShare> share;
+    // Where the screen source reports the pointer when only it knows where
+    // the pointer is (a portal's cursor metadata); read by the decorations.
+    std::shared_ptr<PointerFeed> pointer;
+};
+Backends backends(ScreenBackend backend = sessionScreenBackend());
+
+// The capture backends for the recording controller, without the rest.
 std::unique_ptr<CaptureFactory> captureFactory(ScreenBackend backend = sessionScreenBackend());
 
 // The sound server for the audio routing (loop-back and aggregate devices).

@@ -41,4 +41,11 @@ StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int 
     return {left, top, width, height};
 }
 
+std::optional<std::pair<int, int>> pointerInRoot(const RVScreen& screen, int x, int y, int streamWidth,
+                                                 int streamHeight) {
+    if (x < 0 || y < 0 || x >= streamWidth || y >= streamHeight)
+        return std::nullopt;
+    return std::make_pair(screen.x + x, screen.y + y);
+}
+
 } // namespace portalcapture

@@ -278,6 +278,38 @@ std::unique_ptr<ScreenCastSession> ScreenCastSession::open(const ScreenCastReque
     return session;
 }
 
+void ScreenCastSession::openAsync(const ScreenCastRequest& request, QObject* context, Opened done) {
+    // Shared by the thread and the answer: whichever ends last frees it,
+    // also when the context went away before the portal answered.
+    struct Exchange {
+        ScreenCastRequest request;
+        std::unique_ptr<ScreenCastSession> session{new ScreenCastSession};
+        bool ok = false;
+        std::string error;
+    };
+    auto exchange = std::make_shared<Exchange>();
+    exchange->request = request;
+    if (!QCoreApplication::instance()) {
+        done(nullptr, "the screen-cast portal needs an application object");
+        return;
+    }
+    QThread* thread = QThread::create([exchange] {
+        ScreenCastExchange run(*exchange->session, exchange->request);
+        exchange->ok = run.run(exchange->error);
+    });
+    thread->setObjectName("ScreenCastPortal");
+    // `finished` comes from the ended thread; both slots run on the context's
+    // and the thread object's own (the caller's) thread, in this order.
+    QObject::connect(thread, &QThread::finished, context, [exchange, done = std::move(done)] {
+        if (exchange->ok)
+            done(std::move(exchange->session), {});
+        else
+            done(nullptr, exchange->error);
+    });
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start();
+}
+
 ScreenCastSession::~ScreenCastSession() {
     if (connectionName_.empty())
         return;
