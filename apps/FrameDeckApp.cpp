@@ -416,6 +416,22 @@ void FrameDeckApp::showMainWindow() {
 }
 
 void FrameDeckApp::screenshort() {
+    if (stack_->screenShare()) {
+        // Wayland: the desktop portal takes it, off the main thread.
+        PlatformLoader::portalMainDisplayScreenshot(
+            this, [this](const QImage& image, const std::string& error) {
+                if (image.isNull()) {
+                    EMLog::showMessage("%s %d the desktop portal took no picture: %s", __func__, __LINE__,
+                                       error.c_str());
+                    return;
+                }
+                RVClipScreenManager::sharedInstance()->playShutterSound();
+                ScreenshotStore::saveImage(image);
+                if (fileList_)
+                    fileList_->setUPData();
+            });
+        return;
+    }
     const QString path = takeMainDisplayScreenshot();
     if (path.isEmpty())
         EMLog::showMessage("%s %d the screen could not be captured", __func__, __LINE__);

@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "platform/x11/X11Connection.h"
 #include "selection/ScreenshotStore.h"
+#include "stack/PlatformLoader.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -48,10 +49,23 @@ int runScreenshotCommand(int argc, char** argv) {
         return kExitUsage;
     }
 
-    // Without an application object, one is made here; the picture is read
-    // from the X server, so a display is needed even under Wayland.
-    std::unique_ptr<QGuiApplication> ownApplication;
-    if (!QCoreApplication::instance()) {
+    QImage image;
+    static int qtArgc = 1;
+    static char qtName[] = "framedeck";
+    static char* qtArgv[] = {qtName, nullptr};
+    // In a Wayland session the desktop portal takes the picture: no client
+    // may read the screen itself. It needs an application object for D-Bus.
+    std::unique_ptr<QCoreApplication> ownApplication;
+    if (PlatformLoader::sessionScreenBackend() == PlatformLoader::ScreenBackend::Portal) {
+        if (!QCoreApplication::instance())
+            ownApplication = std::make_unique<QCoreApplication>(qtArgc, qtArgv);
+        std::string error;
+        image = PlatformLoader::portalMainDisplayScreenshot(error);
+        if (image.isNull())
+            return fail(kExitFailed, ("the desktop portal took no picture: " + error).c_str());
+    } else if (!QCoreApplication::instance()) {
+        // Without an application object, one is made here; the picture is
+        // read from the X server.
         const char* display = std::getenv("DISPLAY");
         if (!display || !*display)
             return fail(kExitNoDisplay, "no X display to capture (DISPLAY is not set).");
@@ -59,17 +73,14 @@ int runScreenshotCommand(int argc, char** argv) {
         if (!x11::Connection(display).isOpen())
             return fail(kExitNoDisplay,
                         qPrintable(QString("cannot connect to the X display '%1'.").arg(display)));
-        static int qtArgc = 1;
-        static char qtName[] = "framedeck";
-        static char* qtArgv[] = {qtName, nullptr};
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "xcb");
         ownApplication = std::make_unique<QGuiApplication>(qtArgc, qtArgv);
     } else if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         return fail(kExitNoDisplay, "needs a graphical application object.");
     }
-
-    const QImage image = ScreenshotStore::getmainDesktopImage();
+    if (image.isNull())
+        image = ScreenshotStore::getmainDesktopImage();
     if (image.isNull())
         return fail(kExitFailed, "the main display could not be captured.");
 

@@ -1,6 +1,7 @@
 #include "stack/PlatformLoader.h"
 
 #include "platform/portal/PortalCapture.h"
+#include "platform/portal/PortalRules.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
 #include "platform/testpattern/TestPatternCamera.h"
@@ -127,6 +128,30 @@ bool displayAvailable(ScreenBackend backend, std::string* error) {
 
 bool soundServerAvailable(std::string* error) {
     return pulsecapture::serverAvailable(error);
+}
+
+namespace {
+
+QImage mainOutputOf(const QImage& desktop) {
+    if (desktop.isNull())
+        return desktop;
+    const portalcapture::StreamArea main =
+        portalcapture::mainOutputIn(desktop.width(), desktop.height(), portalcapture::listOutputs());
+    return desktop.copy(main.x, main.y, main.width, main.height);
+}
+
+} // namespace
+
+void portalMainDisplayScreenshot(QObject* context,
+                                 std::function<void(const QImage& image, const std::string& error)> done) {
+    portalcapture::takeScreenshot(context,
+                                  [done = std::move(done)](const QImage& desktop, const std::string& error) {
+                                      done(mainOutputOf(desktop), error);
+                                  });
+}
+
+QImage portalMainDisplayScreenshot(std::string& error) {
+    return mainOutputOf(portalcapture::takeScreenshot(error));
 }
 
 std::optional<RVScreen> primaryScreen(CaptureFactory& factory) {

@@ -4,6 +4,7 @@
 #include "engine/audio/SoundServer.h"
 #include "engine/capture/CaptureFactory.h"
 
+#include <QImage>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -64,6 +65,15 @@ bool displayAvailable(std::string* error = nullptr);
 bool displayAvailable(ScreenBackend backend, std::string* error);
 // True when a sound server answers; `error` says why not. Blocks until it does.
 bool soundServerAvailable(std::string* error = nullptr);
+
+// A picture of the main display (the primary monitor, else the first) taken
+// through the desktop portal, for Wayland sessions, where no client reads
+// the screen itself. `done` runs on `context`'s thread with the picture, or
+// a null one and why; the wait for the portal does not block it.
+void portalMainDisplayScreenshot(QObject* context,
+                                 std::function<void(const QImage& image, const std::string& error)> done);
+// The same, blocking the caller (the command line).
+QImage portalMainDisplayScreenshot(std::string& error);
 
 // The primary monitor (the first one when none is marked primary): the
 // origin of the decoration space. Null without a display.

@@ -93,6 +93,21 @@ TEST_F(App, WaylandFullScreenThroughThePortalFromTheButton) {
     EXPECT_EQ(probeSize(app->outputPath), "1920x1080");
 }
 
+TEST_F(App, WaylandScreenshotThroughThePortalFromTheToolRow) {
+    ASSERT_TRUE(list().isEmpty());
+    // The tool row's third button; the portal's answer comes later, on the
+    // main thread.
+    frameDeck->mainWindow().toolButton(2)->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !list().isEmpty(); }, 60000));
+    const QVariantMap shot = list()[0].toMap();
+    EXPECT_EQ(shot["isImage"].toInt(), 1);
+    const QImage picture(shot["path"].toString());
+    ASSERT_FALSE(picture.isNull()) << shot["path"].toString().toStdString();
+    EXPECT_EQ(picture.size(), QSize(1920, 1080));
+    // The desktop around the floating window, exactly (a PNG).
+    EXPECT_EQ(QColor(picture.pixel(40, 1040)), background());
+}
+
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     if (!qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {

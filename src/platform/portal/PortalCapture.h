@@ -4,6 +4,7 @@
 #include "engine/capture/CaptureSource.h"
 #include "engine/capture/CaptureTypes.h"
 
+#include <QImage>
 #include <functional>
 #include <memory>
 #include <string>
@@ -86,6 +87,15 @@ struct PortalScreenOptions {
 // its caller meanwhile; it needs a QCoreApplication.
 std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
                                                   PortalScreenOptions options);
+
+// A picture of the whole desktop through the portal's Screenshot interface
+// (interactive=false: no dialog, though a desktop may ask once whether
+// FrameDeck may take screenshots), read from the file the portal names.
+// `done` runs on `context`'s thread; the wait happens on a thread of its own.
+void takeScreenshot(QObject* context,
+                    std::function<void(const QImage& image, const std::string& error)> done);
+// The same, blocking the caller until the portal answers (the command line).
+QImage takeScreenshot(std::string& error);
 
 // A small file in the application's settings folder
 // ($XDG_CONFIG_HOME/FrameDeck/screencast-restore-token).

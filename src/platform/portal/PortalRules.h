@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 // The arithmetic of a portal screen cast, kept apart from D-Bus and PipeWire
 // so it can be tested without a desktop. Pure functions, any thread.
@@ -47,5 +48,12 @@ StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int 
 // monitor. Nothing when the pointer is off the stream.
 std::optional<std::pair<int, int>> pointerInRoot(const RVScreen& screen, int x, int y, int streamWidth,
                                                  int streamHeight);
+
+// The main output's part (the primary one, else the first) of a picture
+// of the whole desktop that is pictureWidth x pictureHeight: the outputs'
+// bounding box fills the picture, scaled when the portal took it at another
+// scale. The whole picture without outputs; empty when the output lies
+// outside it.
+StreamArea mainOutputIn(int pictureWidth, int pictureHeight, const std::vector<RVScreen>& outputs);
 
 } // namespace portalcapture
