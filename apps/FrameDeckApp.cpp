@@ -83,6 +83,7 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app)
     // Raw key events reach us for our own windows too, so this one listener
     // serves both the background and the foreground: a key is handled once.
     keyListener_.start();
+    bindDesktopHotkeys();
 }
 
 FrameDeckApp::~FrameDeckApp() {
@@ -492,27 +493,56 @@ void FrameDeckApp::handleHotkey(uint16_t keyCode) {
         return;
     const auto actions = hotkeyActionsFor(readHotkeyCodes(app_.settings()), keyCode, app_.isCanKeyEvent,
                                           app_.isResetEventMonitor);
-    for (const HotkeyAction action : actions) {
-        switch (action) {
-        case HotkeyAction::StartOrStop:
-            app_.recordScreenClicked();
-            break;
-        case HotkeyAction::ShowDrawTool:
-            showDoodleToolAction();
-            break;
-        case HotkeyAction::OnOrOffCaptrue:
-            OnorOffCaptrueCamera();
-            break;
-        case HotkeyAction::ResumeOrPause:
-            // Asked now, after any start on the same key.
-            if (stack_->recordManager().status != RecordingStatus::Idle)
-                app_.pauseOrResumeAction();
-            break;
-        case HotkeyAction::Screenshot:
-            screenshort();
-            break;
-        }
+    for (const HotkeyAction action : actions)
+        runHotkeyAction(action);
+}
+
+void FrameDeckApp::runHotkeyAction(HotkeyAction action) {
+    switch (action) {
+    case HotkeyAction::StartOrStop:
+        app_.recordScreenClicked();
+        break;
+    case HotkeyAction::ShowDrawTool:
+        showDoodleToolAction();
+        break;
+    case HotkeyAction::OnOrOffCaptrue:
+        OnorOffCaptrueCamera();
+        break;
+    case HotkeyAction::ResumeOrPause:
+        // Asked now, after any start on the same key.
+        if (stack_->recordManager().status != RecordingStatus::Idle)
+            app_.pauseOrResumeAction();
+        break;
+    case HotkeyAction::Screenshot:
+        screenshort();
+        break;
     }
+}
+
+void FrameDeckApp::bindDesktopHotkeys() {
+    if (PlatformLoader::sessionScreenBackend() != PlatformLoader::ScreenBackend::Portal)
+        return;
+    // Unavailable until the desktop has bound them.
+    app_.setGlobalHotkeysUnavailable(true);
+    std::vector<PlatformLoader::HotkeyName> names;
+    for (const HotkeyBinding& binding : kHotkeyBindings)
+        names.push_back({std::string(binding.desktopId), L(binding.titleKey.data()).toStdString()});
+    portalHotkeys_ = PlatformLoader::bindPortalHotkeys(
+        this, std::move(names),
+        [this](const std::string& id) {
+            const std::optional<HotkeyAction> action = hotkeyActionForDesktopId(id);
+            // The same gates as a key press: not while a modal dialog is
+            // open or a new key is being recorded.
+            if (action && app_.isCanKeyEvent && !app_.isResetEventMonitor &&
+                !QApplication::activePopupWidget())
+                runHotkeyAction(*action);
+        },
+        [this](const std::string& error) {
+            if (!error.empty())
+                EMLog::showMessage("%s %d no global hotkeys in this session: %s", __func__, __LINE__,
+                                   error.c_str());
+            app_.setGlobalHotkeysUnavailable(!error.empty());
+        });
 }
 
 void FrameDeckApp::refreshCameras() {

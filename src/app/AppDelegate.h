@@ -88,6 +88,15 @@ public:
     std::function<void(std::function<void(const QString& error)> done)> shareScreen;
     // Between a screen recording's request and the desktop's answer.
     bool isWaitingForScreen() const { return waitingForScreen_; }
+    // No global hotkeys in this session (a Wayland desktop that offers no
+    // shortcuts portal, or refused ours); set by whoever listens for keys.
+    bool globalHotkeysUnavailable() const { return globalHotkeysUnavailable_; }
+    void setGlobalHotkeysUnavailable(bool unavailable) {
+        if (unavailable == globalHotkeysUnavailable_)
+            return;
+        globalHotkeysUnavailable_ = unavailable;
+        emit globalHotkeysChanged();
+    }
 
     // Modal dialogs switch the hotkeys off while they are open.
     void setIsCanKeyEvent(bool enabled) { isCanKeyEvent = enabled; }
@@ -151,6 +160,7 @@ signals:
     // The desktop did not share the screen (refused, cancelled, no portal):
     // no recording starts.
     void screenShareFailed(const QString& error);
+    void globalHotkeysChanged();
     void alertRequested(const QString& message);
     // The screen kinds: show the selection overlays (and countdown).
     void regionSelectionRequested();
@@ -172,6 +182,7 @@ private:
     void setWaitingForScreen(bool waiting);
     int progressCount_ = 0;
     bool waitingForScreen_ = false;
+    bool globalHotkeysUnavailable_ = false;
 
 private:
     std::unique_ptr<SettingsStore> store_;

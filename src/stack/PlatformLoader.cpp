@@ -1,5 +1,6 @@
 #include "stack/PlatformLoader.h"
 
+#include "platform/portal/GlobalShortcuts.h"
 #include "platform/portal/PortalCapture.h"
 #include "platform/portal/PortalRules.h"
 #include "platform/pulse/PulseSoundServer.h"
@@ -152,6 +153,27 @@ void portalMainDisplayScreenshot(QObject* context,
 
 QImage portalMainDisplayScreenshot(std::string& error) {
     return mainOutputOf(portalcapture::takeScreenshot(error));
+}
+
+namespace {
+
+class PortalHotkeysImpl : public PortalHotkeys {
+public:
+    explicit PortalHotkeysImpl(QObject* context) : shortcuts(context) {}
+    portalcapture::GlobalShortcuts shortcuts;
+};
+
+} // namespace
+
+std::unique_ptr<PortalHotkeys> bindPortalHotkeys(QObject* context, std::vector<HotkeyName> names,
+                                                 std::function<void(const std::string& id)> activated,
+                                                 std::function<void(const std::string& error)> bound) {
+    auto hotkeys = std::make_unique<PortalHotkeysImpl>(context);
+    std::vector<portalcapture::GlobalShortcuts::Shortcut> shortcuts;
+    for (HotkeyName& name : names)
+        shortcuts.push_back({std::move(name.id), std::move(name.description)});
+    hotkeys->shortcuts.bind(std::move(shortcuts), std::move(activated), std::move(bound));
+    return hotkeys;
 }
 
 std::optional<RVScreen> primaryScreen(CaptureFactory& factory) {

@@ -75,6 +75,24 @@ void portalMainDisplayScreenshot(QObject* context,
 // The same, blocking the caller (the command line).
 QImage portalMainDisplayScreenshot(std::string& error);
 
+// Global hotkeys where no client may listen to the keyboard (Wayland): the
+// desktop portal's GlobalShortcuts, where the desktop offers it. Dropping
+// the object gives the shortcuts back.
+class PortalHotkeys {
+public:
+    virtual ~PortalHotkeys() = default;
+};
+struct HotkeyName {
+    std::string id;          // what comes back on a press
+    std::string description; // what the desktop shows the user
+};
+// Main thread; `context` must outlive the result. `bound` runs on the main
+// thread once the desktop has answered (empty error: bound); `activated`
+// then runs there with the id of each shortcut pressed.
+std::unique_ptr<PortalHotkeys> bindPortalHotkeys(QObject* context, std::vector<HotkeyName> names,
+                                                 std::function<void(const std::string& id)> activated,
+                                                 std::function<void(const std::string& error)> bound);
+
 // The primary monitor (the first one when none is marked primary): the
 // origin of the decoration space. Null without a display.
 std::optional<RVScreen> primaryScreen(CaptureFactory& factory);

@@ -4,9 +4,13 @@
 // shows the desktop.
 #include "AppFixture.h"
 #include "app/LanguageManager.h"
+#include "preferences/PreferencesWindow.h"
+#include "preferences/ShortcutsTab.h"
 
 #include <QApplication>
 #include <QColor>
+#include <QLabel>
+#include <QTabWidget>
 #include <QTimer>
 #include <gtest/gtest.h>
 
@@ -106,6 +110,31 @@ TEST_F(App, WaylandScreenshotThroughThePortalFromTheToolRow) {
     EXPECT_EQ(picture.size(), QSize(1920, 1080));
     // The desktop around the floating window, exactly (a PNG).
     EXPECT_EQ(QColor(picture.pixel(40, 1040)), background());
+}
+
+// This desktop's portal offers no global shortcuts: the shortcuts tab says
+// so, in the chosen language, and the rows stay for a session that has them.
+TEST_F(App, WaylandShortcutsTabSaysHotkeysAreUnavailable) {
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->globalHotkeysUnavailable(); }, 30000));
+    frameDeck->mainWindow().toolButton(3)->click(); // settings
+    PreferencesWindow* window = frameDeck->preferencesWindow();
+    ASSERT_NE(window, nullptr);
+    window->tabs()->setCurrentIndex(PreferencesWindow::Shortcuts);
+    ShortcutsTab& tab = *window->shortcutsTab();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+    EXPECT_TRUE(tab.unavailableNotice()->isVisible());
+    EXPECT_EQ(tab.unavailableNotice()->text(), L("Pref_Shortcut_Unavailable"));
+    EXPECT_TRUE(tab.unavailableNotice()->text().startsWith("Global shortcuts are not available"));
+    EXPECT_TRUE(tab.setButton(0)->isVisible());
+    savePicture(window, "wayland-preferences-shortcuts-en");
+    const char* tags[] = {"zh-Hans", "zh-Hant"};
+    for (int language = 1; language <= 2; ++language) {
+        app->setLange(language);
+        EXPECT_EQ(tab.unavailableNotice()->text(), L("Pref_Shortcut_Unavailable"));
+        EXPECT_FALSE(tab.unavailableNotice()->text().startsWith("Global")) << language;
+        savePicture(window, QString("wayland-preferences-shortcuts-%1").arg(tags[language - 1]));
+    }
+    app->setLange(0);
 }
 
 int main(int argc, char** argv) {
