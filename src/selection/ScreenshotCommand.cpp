@@ -3,7 +3,6 @@
 #include "app/AppDelegate.h"
 #include "platform/x11/X11Connection.h"
 #include "selection/ScreenshotStore.h"
-#include "stack/PlatformLoader.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -33,7 +32,7 @@ void printScreenshotUsage(std::FILE* out) {
                       "  --output PATH   write the picture to PATH instead\n");
 }
 
-int runScreenshotCommand(int argc, char** argv) {
+int runScreenshotCommand(int argc, char** argv, const DesktopPicture& desktopPicture) {
     QString output;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
@@ -53,16 +52,16 @@ int runScreenshotCommand(int argc, char** argv) {
     static int qtArgc = 1;
     static char qtName[] = "framedeck";
     static char* qtArgv[] = {qtName, nullptr};
-    // In a Wayland session the desktop portal takes the picture: no client
-    // may read the screen itself. It needs an application object for D-Bus.
+    // In a Wayland session the desktop takes the picture: no client may read
+    // the screen itself. Its portal needs an application object for D-Bus.
     std::unique_ptr<QCoreApplication> ownApplication;
-    if (PlatformLoader::sessionScreenBackend() == PlatformLoader::ScreenBackend::Portal) {
+    if (desktopPicture) {
         if (!QCoreApplication::instance())
             ownApplication = std::make_unique<QCoreApplication>(qtArgc, qtArgv);
         std::string error;
-        image = PlatformLoader::portalMainDisplayScreenshot(error);
+        image = desktopPicture(error);
         if (image.isNull())
-            return fail(kExitFailed, ("the desktop portal took no picture: " + error).c_str());
+            return fail(kExitFailed, ("the desktop took no picture: " + error).c_str());
     } else if (!QCoreApplication::instance()) {
         // Without an application object, one is made here; the picture is
         // read from the X server.
