@@ -83,6 +83,7 @@ FrameDeckApp::FrameDeckApp(AppDelegate& app)
     // Raw key events reach us for our own windows too, so this one listener
     // serves both the background and the foreground: a key is handled once.
     keyListener_.start();
+    bindDesktopHotkeys();
 }
 
 FrameDeckApp::~FrameDeckApp() {
@@ -143,6 +144,11 @@ void FrameDeckApp::buildEngine() {
     app_.hasCamera = [this] {
         return !stack_->captureFactory().cameras().empty();
     };
+    if (stack_->screenShare())
+        app_.shareScreen = [this](std::function<void(const QString& error)> done) {
+            stack_->screenShare()->request(
+                [done = std::move(done)](const std::string& error) { done(QString::fromStdString(error)); });
+        };
 
     FrameCompositor::Hooks compositorHooks;
     compositorHooks.cameraPreview = [this](const PixelBufferView& frame) {
@@ -325,6 +331,16 @@ void FrameDeckApp::connectWindow() {
         window_->setFinishing();
         tray_->trayIcon()->setToolTip(L("Main_Finishing"));
     });
+    connect(&app_, &AppDelegate::waitingForScreenChanged, this, [this](bool waiting) {
+        window_->setWaitingForScreen(waiting);
+        tray_->trayIcon()->setToolTip(L(waiting ? "Main_Waiting_For_Screen" : "Meun_App"));
+    });
+    connect(&app_, &AppDelegate::screenShareFailed, this, [this](const QString& error) {
+        // The area's frame was put up for a recording that does not come.
+        selection_->stopRecording();
+        window_->setRecordingState(RecordingStatus::Idle);
+        showModalAlert(window_.get(), LF("Alert_Screen_Share_Failed", {error}));
+    });
     connect(&app_, &AppDelegate::durationTextsChanged, w, &MainWindow::setDurationTexts);
     connect(&app_, &AppDelegate::alertRequested, this,
             [this](const QString& message) { showModalAlert(window_.get(), message); });
@@ -401,6 +417,22 @@ void FrameDeckApp::showMainWindow() {
 }
 
 void FrameDeckApp::screenshort() {
+    if (stack_->screenShare()) {
+        // Wayland: the desktop portal takes it, off the main thread.
+        PlatformLoader::portalMainDisplayScreenshot(
+            this, [this](const QImage& image, const std::string& error) {
+                if (image.isNull()) {
+                    EMLog::showMessage("%s %d the desktop portal took no picture: %s", __func__, __LINE__,
+                                       error.c_str());
+                    return;
+                }
+                RVClipScreenManager::sharedInstance()->playShutterSound();
+                ScreenshotStore::saveImage(image);
+                if (fileList_)
+                    fileList_->setUPData();
+            });
+        return;
+    }
     const QString path = takeMainDisplayScreenshot();
     if (path.isEmpty())
         EMLog::showMessage("%s %d the screen could not be captured", __func__, __LINE__);
@@ -461,27 +493,56 @@ void FrameDeckApp::handleHotkey(uint16_t keyCode) {
         return;
     const auto actions = hotkeyActionsFor(readHotkeyCodes(app_.settings()), keyCode, app_.isCanKeyEvent,
                                           app_.isResetEventMonitor);
-    for (const HotkeyAction action : actions) {
-        switch (action) {
-        case HotkeyAction::StartOrStop:
-            app_.recordScreenClicked();
-            break;
-        case HotkeyAction::ShowDrawTool:
-            showDoodleToolAction();
-            break;
-        case HotkeyAction::OnOrOffCaptrue:
-            OnorOffCaptrueCamera();
-            break;
-        case HotkeyAction::ResumeOrPause:
-            // Asked now, after any start on the same key.
-            if (stack_->recordManager().status != RecordingStatus::Idle)
-                app_.pauseOrResumeAction();
-            break;
-        case HotkeyAction::Screenshot:
-            screenshort();
-            break;
-        }
+    for (const HotkeyAction action : actions)
+        runHotkeyAction(action);
+}
+
+void FrameDeckApp::runHotkeyAction(HotkeyAction action) {
+    switch (action) {
+    case HotkeyAction::StartOrStop:
+        app_.recordScreenClicked();
+        break;
+    case HotkeyAction::ShowDrawTool:
+        showDoodleToolAction();
+        break;
+    case HotkeyAction::OnOrOffCaptrue:
+        OnorOffCaptrueCamera();
+        break;
+    case HotkeyAction::ResumeOrPause:
+        // Asked now, after any start on the same key.
+        if (stack_->recordManager().status != RecordingStatus::Idle)
+            app_.pauseOrResumeAction();
+        break;
+    case HotkeyAction::Screenshot:
+        screenshort();
+        break;
     }
+}
+
+void FrameDeckApp::bindDesktopHotkeys() {
+    if (PlatformLoader::sessionScreenBackend() != PlatformLoader::ScreenBackend::Portal)
+        return;
+    // Unavailable until the desktop has bound them.
+    app_.setGlobalHotkeysUnavailable(true);
+    std::vector<PlatformLoader::HotkeyName> names;
+    for (const HotkeyBinding& binding : kHotkeyBindings)
+        names.push_back({std::string(binding.desktopId), L(binding.titleKey.data()).toStdString()});
+    portalHotkeys_ = PlatformLoader::bindPortalHotkeys(
+        this, std::move(names),
+        [this](const std::string& id) {
+            const std::optional<HotkeyAction> action = hotkeyActionForDesktopId(id);
+            // The same gates as a key press: not while a modal dialog is
+            // open or a new key is being recorded.
+            if (action && app_.isCanKeyEvent && !app_.isResetEventMonitor &&
+                !QApplication::activePopupWidget())
+                runHotkeyAction(*action);
+        },
+        [this](const std::string& error) {
+            if (!error.empty())
+                EMLog::showMessage("%s %d no global hotkeys in this session: %s", __func__, __LINE__,
+                                   error.c_str());
+            app_.setGlobalHotkeysUnavailable(!error.empty());
+        });
 }
 
 void FrameDeckApp::refreshCameras() {

@@ -2,6 +2,7 @@
 
 #include "annotation/DrawSettingsWindowController.h"
 #include "engine/controller/RVRecordManager.h"
+#include "overlays/Hotkeys.h"
 #include "platform/x11input/KeyListener.h"
 #include "preferences/PreferencesWindow.h"
 #include "selection/SelectionSession.h"
@@ -74,6 +75,10 @@ private:
     // A key pressed anywhere on the desktop (main thread): runs the hotkeys
     // stored for its code.
     void handleHotkey(uint16_t keyCode);
+    void runHotkeyAction(HotkeyAction action);
+    // Wayland: the hotkeys through the desktop's shortcuts portal, where it
+    // offers one; otherwise the shortcuts tab says they are unavailable.
+    void bindDesktopHotkeys();
     void refreshCameras();
     void refreshDisplays();
     void showTimedDialog(QDialog* dialog);
@@ -95,4 +100,5 @@ private:
     int displayIndex_ = 0;
     // Desktop-wide key presses for the hotkeys; started at launch.
     x11input::KeyListener keyListener_;
+    std::unique_ptr<PlatformLoader::PortalHotkeys> portalHotkeys_;
 };

@@ -5,6 +5,7 @@
 #include "cli/RecordCommand.h"
 #include "core/EMLog.h"
 #include "selection/ScreenshotCommand.h"
+#include "stack/PlatformLoader.h"
 #include "widgets/Icons.h"
 #include "widgets/MainWindow.h"
 
@@ -50,8 +51,15 @@ void startLogging() {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1 && std::strcmp(argv[1], "screenshot") == 0)
-        return runScreenshotCommand(argc - 1, argv + 1);
+    if (argc > 1 && std::strcmp(argv[1], "screenshot") == 0) {
+        // A Wayland session's picture comes from the desktop portal.
+        DesktopPicture portal;
+        if (PlatformLoader::sessionScreenBackend() == PlatformLoader::ScreenBackend::Portal)
+            portal = [](std::string& error) {
+                return PlatformLoader::portalMainDisplayScreenshot(error);
+            };
+        return runScreenshotCommand(argc - 1, argv + 1, portal);
+    }
     if (argc > 1 && std::strcmp(argv[1], "record") == 0)
         return runRecordCommand(argc - 1, argv + 1);
 

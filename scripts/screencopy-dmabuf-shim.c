@@ -21,6 +21,7 @@
 
 struct wl_proxy;
 const char* wl_proxy_get_class(struct wl_proxy* proxy);
+uint32_t wl_proxy_get_version(struct wl_proxy* proxy);
 
 /* The events of zwlr_screencopy_frame_v1, version 3, in protocol order. */
 struct frame_listener {
@@ -83,7 +84,11 @@ int wl_proxy_add_listener(struct wl_proxy* proxy, void (**implementation)(void),
     static int (*real)(struct wl_proxy*, void (**)(void), void*);
     if (!real)
         real = (int (*)(struct wl_proxy*, void (**)(void), void*))dlsym(RTLD_NEXT, "wl_proxy_add_listener");
-    if (strcmp(wl_proxy_get_class(proxy), "zwlr_screencopy_frame_v1") == 0) {
+    /* Only frames of version 3, whose listener has every event above: an
+     * older client's (grim's, which the portal runs for screenshots) ends
+     * after "failed", and reading past it would call garbage. */
+    if (strcmp(wl_proxy_get_class(proxy), "zwlr_screencopy_frame_v1") == 0 &&
+        wl_proxy_get_version(proxy) >= 3) {
         original = (const struct frame_listener*)implementation;
         implementation = (void (**)(void)) & wrapped;
     }

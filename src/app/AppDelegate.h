@@ -80,6 +80,23 @@ public:
     QString selectedCamera;
     // Whether a camera exists; set by whoever lists the cameras.
     std::function<bool()> hasCamera;
+    // Asks the desktop for the screen before a screen recording starts,
+    // where it has to be asked (a Wayland portal, which may wait for the
+    // user); set by whoever builds the engine, empty where no asking is
+    // needed. `done` runs on the main thread, with an empty error once the
+    // screen is shared.
+    std::function<void(std::function<void(const QString& error)> done)> shareScreen;
+    // Between a screen recording's request and the desktop's answer.
+    bool isWaitingForScreen() const { return waitingForScreen_; }
+    // No global hotkeys in this session (a Wayland desktop that offers no
+    // shortcuts portal, or refused ours); set by whoever listens for keys.
+    bool globalHotkeysUnavailable() const { return globalHotkeysUnavailable_; }
+    void setGlobalHotkeysUnavailable(bool unavailable) {
+        if (unavailable == globalHotkeysUnavailable_)
+            return;
+        globalHotkeysUnavailable_ = unavailable;
+        emit globalHotkeysChanged();
+    }
 
     // Modal dialogs switch the hotkeys off while they are open.
     void setIsCanKeyEvent(bool enabled) { isCanKeyEvent = enabled; }
@@ -138,6 +155,12 @@ signals:
     // follows once it is complete.
     void recordingFinishing(const QString& path);
     void recordingPaused(bool paused);
+    // The desktop is being asked for the screen (true) or has answered.
+    void waitingForScreenChanged(bool waiting);
+    // The desktop did not share the screen (refused, cancelled, no portal):
+    // no recording starts.
+    void screenShareFailed(const QString& error);
+    void globalHotkeysChanged();
     void alertRequested(const QString& message);
     // The screen kinds: show the selection overlays (and countdown).
     void regionSelectionRequested();
@@ -156,7 +179,10 @@ private:
     void startRecordingTo(bool isVideo, const RecordRequest& request);
     void stopRoad();
     void applyAudioItems(int systemItem, int micphoneItem);
+    void setWaitingForScreen(bool waiting);
     int progressCount_ = 0;
+    bool waitingForScreen_ = false;
+    bool globalHotkeysUnavailable_ = false;
 
 private:
     std::unique_ptr<SettingsStore> store_;

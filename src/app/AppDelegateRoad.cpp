@@ -10,6 +10,7 @@
 #include "engine/controller/RVRecordManager.h"
 
 #include <QFileInfo>
+#include <QPointer>
 
 namespace S = SettingsKeys;
 
@@ -46,6 +47,9 @@ void AppDelegate::recordAfterScreenClicked() {
         stopRoad();
         return;
     }
+    // The desktop is still deciding about the last press.
+    if (waitingForScreen_)
+        return;
     // The last file is still being finished; its end (the list, the state
     // of the window) comes first.
     if (recordManager->encodeManager().isFinishing()) {
@@ -82,7 +86,7 @@ void AppDelegate::recordVideo() {
 }
 
 void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
-    if (!recordManager || recordManager->status != RecordingStatus::Idle)
+    if (!recordManager || recordManager->status != RecordingStatus::Idle || waitingForScreen_)
         return;
     RecordRequest request = currentRequest();
     request.screenNumber = region.screenNumber;
@@ -93,7 +97,33 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
         request.selectedWindowNumber = region.selectedWindowNumber;
         request.selectedWindowName = region.selectedWindowName;
     }
-    startRecordingTo(true, request);
+    if (!shareScreen) {
+        startRecordingTo(true, request);
+        return;
+    }
+    // The desktop may show its own picker and wait for the user: the start
+    // waits for its answer here, with the window live, not inside the
+    // capture's start.
+    setWaitingForScreen(true);
+    shareScreen([self = QPointer<AppDelegate>(this), request](const QString& error) {
+        if (!self)
+            return;
+        self->setWaitingForScreen(false);
+        if (!error.isEmpty()) {
+            EMLog::showMessage("%s %d the screen was not shared: %s", __func__, __LINE__, qPrintable(error));
+            emit self->screenShareFailed(error);
+            return;
+        }
+        if (self->recordManager && self->recordManager->status == RecordingStatus::Idle)
+            self->startRecordingTo(true, request);
+    });
+}
+
+void AppDelegate::setWaitingForScreen(bool waiting) {
+    if (waitingForScreen_ == waiting)
+        return;
+    waitingForScreen_ = waiting;
+    emit waitingForScreenChanged(waiting);
 }
 
 void AppDelegate::startRecordingTo(bool isVideo, const RecordRequest& base) {

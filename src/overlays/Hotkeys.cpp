@@ -7,12 +7,24 @@
 namespace S = SettingsKeys;
 
 const std::array<HotkeyBinding, 5> kHotkeyBindings{{
-    {HotkeyAction::StartOrStop, S::EventStartOrStop, S::EventStartOrStopChar, 100},
-    {HotkeyAction::ShowDrawTool, S::EventShowDrawTool, S::EventShowDrawToolChar, 0},
-    {HotkeyAction::OnOrOffCaptrue, S::EventOnOrOffCaptrue, S::EventOnOrOffCaptrueChar, 300},
-    {HotkeyAction::ResumeOrPause, S::EventResumeOrPause, S::EventResumeOrPauseChar, 200},
-    {HotkeyAction::Screenshot, S::EventScreenshot, S::EventScreenshotChar, 400},
+    {HotkeyAction::StartOrStop, S::EventStartOrStop, S::EventStartOrStopChar, 100, "start-or-stop",
+     "Pref_Shortcut_StartOrStop"},
+    {HotkeyAction::ShowDrawTool, S::EventShowDrawTool, S::EventShowDrawToolChar, 0, "drawing-tools",
+     "Pref_Shortcut_DrawTool"},
+    {HotkeyAction::OnOrOffCaptrue, S::EventOnOrOffCaptrue, S::EventOnOrOffCaptrueChar, 300, "camera",
+     "Pref_Shortcut_Camera"},
+    {HotkeyAction::ResumeOrPause, S::EventResumeOrPause, S::EventResumeOrPauseChar, 200, "pause-or-resume",
+     "Pref_Shortcut_ResumeOrPause"},
+    {HotkeyAction::Screenshot, S::EventScreenshot, S::EventScreenshotChar, 400, "screenshot",
+     "Pref_Shortcut_Screenshot"},
 }};
+
+std::optional<HotkeyAction> hotkeyActionForDesktopId(std::string_view desktopId) {
+    for (const HotkeyBinding& binding : kHotkeyBindings)
+        if (binding.desktopId == desktopId)
+            return binding.action;
+    return std::nullopt;
+}
 
 HotkeyCodes readHotkeyCodes(const KeyValueStore& store) {
     HotkeyCodes codes;

@@ -31,10 +31,18 @@ struct HotkeyBinding {
     // How the preferences window's shortcut rows name the action while a
     // new key is recorded; 0: the drawing tools have no row.
     int recordingTag;
+    // The action's name for a desktop that binds shortcuts itself (the
+    // Wayland portal): stable, since the desktop keeps the user's keys under it.
+    std::string_view desktopId;
+    // Its description there: the shortcut row's localisation key.
+    std::string_view titleKey;
 };
 
 // In matching order.
 extern const std::array<HotkeyBinding, 5> kHotkeyBindings;
+
+// The action bound under `desktopId`; nothing for an id of no action.
+std::optional<HotkeyAction> hotkeyActionForDesktopId(std::string_view desktopId);
 
 // The stored code of each action, in kHotkeyBindings order; nothing where
 // the key is absent, so that an absent key does not silently mean code 0

@@ -2,7 +2,8 @@
 
 #include "core/EMLog.h"
 
-RecordingDecorations::RecordingDecorations(WatermarkState& watermark) : watermark_(watermark) {
+RecordingDecorations::RecordingDecorations(WatermarkState& watermark, std::shared_ptr<PointerFeed> pointer)
+    : watermark_(watermark), feed_(std::move(pointer)) {
     listener_ = std::make_unique<x11input::ClickListener>(
         [this](int, std::optional<x11input::RootPointer>) { clicks_.click(); });
     if (!listener_->start())
@@ -50,10 +51,21 @@ FrameDecorationInput RecordingDecorations::inputFor(const VideoFrame& frame) {
     const ScreenRect area{double(frame.originX), double(frame.originY), double(frame.pixels.width),
                           double(frame.pixels.height)};
     input.captureRect = screenRectFromRoot(area, primary_);
-    if (pointer_->isOpen()) {
-        if (const auto at = pointer_->position())
-            input.pointer = screenPointFromRoot(at->x, at->y, primary_);
+    std::optional<ScreenPoint> at;
+    if (feed_ && feed_->active()) {
+        if (const auto p = feed_->position())
+            at = screenPointFromRoot(p->x, p->y, primary_);
+    } else if (pointer_->isOpen()) {
+        if (const auto p = pointer_->position())
+            at = screenPointFromRoot(p->x, p->y, primary_);
     }
+    // Nobody knows where the pointer is (a screen cast whose pictures show
+    // the desktop's own cursor, or one hidden): no arrow, highlight or ring
+    // drawn in a corner; the watermark stays.
+    if (at)
+        input.pointer = *at;
+    else
+        input.flags = {};
     return input;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/PointerFeed.h"
 #include "engine/capture/CaptureTypes.h"
 #include "engine/capture/VideoFrame.h"
 #include "overlays/CursorEffects.h"
@@ -21,8 +22,9 @@
 class RecordingDecorations {
 public:
     // Main thread. Starts listening for clicks on $DISPLAY. `watermark`
-    // must outlive this object.
-    explicit RecordingDecorations(WatermarkState& watermark);
+    // must outlive this object. `pointer`, when given and active, tells where
+    // the pointer is instead of the X server (a Wayland screen cast).
+    explicit RecordingDecorations(WatermarkState& watermark, std::shared_ptr<PointerFeed> pointer = nullptr);
     // Main thread, once no screen source runs any more.
     ~RecordingDecorations();
 
@@ -50,6 +52,7 @@ private:
     std::optional<DecorationPlan> plannedFrame_;
     const VideoFrame* plannedFor_ = nullptr;
     std::unique_ptr<x11input::PointerReader> pointer_;
+    const std::shared_ptr<PointerFeed> feed_;
     CursorEffectFlags flags_;
     ScreenRect primary_;
     std::atomic<bool> enabled_{false};

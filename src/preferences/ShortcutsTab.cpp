@@ -13,10 +13,6 @@
 
 namespace {
 
-// The row titles, in kHotkeyBindings order.
-constexpr const char* kActionTitles[] = {"Pref_Shortcut_StartOrStop", "Pref_Shortcut_DrawTool",
-                                         "Pref_Shortcut_Camera", "Pref_Shortcut_ResumeOrPause",
-                                         "Pref_Shortcut_Screenshot"};
 // Rows are shown in the tray menu's order: start, pause, camera,
 // screenshot, drawing tools.
 constexpr int kRowOrder[] = {0, 3, 2, 4, 1};
@@ -62,7 +58,7 @@ bool isModifierKey(const QKeyEvent& event) {
 } // namespace
 
 ShortcutsTab::ShortcutsTab(AppDelegate& app, QWidget* parent)
-    : PreferencesTab(parent), app_(app), hint_(new QLabel(this)) {
+    : PreferencesTab(parent), app_(app), hint_(new QLabel(this)), notice_(new QLabel(this)) {
     auto* grid = new QGridLayout(this);
     for (std::size_t i = 0; i < kHotkeyBindings.size(); ++i) {
         names_ << new QLabel(this);
@@ -88,7 +84,12 @@ ShortcutsTab::ShortcutsTab(AppDelegate& app, QWidget* parent)
     }
     hint_->setWordWrap(true);
     grid->addWidget(hint_, int(std::size(kRowOrder)), 0, 1, 3);
-    grid->setRowStretch(int(std::size(kRowOrder)) + 1, 1);
+    notice_->setWordWrap(true);
+    notice_->setStyleSheet("color: #b35c00;");
+    notice_->setVisible(false);
+    grid->addWidget(notice_, int(std::size(kRowOrder)) + 1, 0, 1, 3);
+    grid->setRowStretch(int(std::size(kRowOrder)) + 2, 1);
+    connect(&app_, &AppDelegate::globalHotkeysChanged, this, &ShortcutsTab::reload);
     grid->setColumnStretch(0, 1);
 }
 
@@ -97,6 +98,9 @@ ShortcutsTab::~ShortcutsTab() {
 }
 
 void ShortcutsTab::reload() {
+    // The rows stay editable: the keys are kept for a session that has
+    // global hotkeys.
+    notice_->setVisible(app_.globalHotkeysUnavailable());
     for (std::size_t i = 0; i < kHotkeyBindings.size(); ++i)
         if (keyButtons_[int(i)] != selectEventBtn)
             keyButtons_[int(i)]->setText(
@@ -105,10 +109,12 @@ void ShortcutsTab::reload() {
 
 void ShortcutsTab::ChangeLoanguage() {
     for (std::size_t i = 0; i < kHotkeyBindings.size(); ++i) {
-        names_[int(i)]->setText(L(kActionTitles[i]));
+        // A literal of the table, so ended by a zero.
+        names_[int(i)]->setText(L(kHotkeyBindings[i].titleKey.data()));
         setButtons_[int(i)]->setText(L("Pref_Shortcut_Change"));
     }
     hint_->setText(L("Pref_Shortcut_Hint"));
+    notice_->setText(L("Pref_Shortcut_Unavailable"));
     if (selectEventBtn)
         selectEventBtn->setText(L("Set_selectEventBtn"));
     reload();

@@ -33,6 +33,11 @@ public:
     QPushButton* keyButton(int index) const { return keyButtons_.value(index); }
     QPushButton* setButton(int index) const { return setButtons_.value(index); }
     const ShortcutRecorder& recorder() const { return recorder_; }
+    // Shown while the session has no global hotkeys (a Wayland desktop
+    // without the GlobalShortcuts portal).
+    class QLabel* unavailableNotice() const {
+        return notice_;
+    }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -51,4 +56,5 @@ private:
     QList<QPushButton*> keyButtons_;
     QList<QPushButton*> setButtons_;
     class QLabel* hint_;
+    class QLabel* notice_;
 };

@@ -321,9 +321,13 @@ void RVRecordScreenWindowController::startRecording() {
         window_->releaseKeyboard();
         window_->hide();
     }
-    frameWindow_ = std::make_unique<RecordingFrameWindow>();
-    frameWindow_->surround(selectedRegion.desktopRect);
-    frameWindow_->show();
+    // A Wayland client can neither place a window nor shape what it shows:
+    // the ring would become an opaque window over the recorded screen.
+    if (!QGuiApplication::platformName().startsWith("wayland")) {
+        frameWindow_ = std::make_unique<RecordingFrameWindow>();
+        frameWindow_->surround(selectedRegion.desktopRect);
+        frameWindow_->show();
+    }
     startClockTimer();
     // The overlay's unmap has to reach the server (and the windows beneath
     // have to repaint) before the first frame is grabbed.

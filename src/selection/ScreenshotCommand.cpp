@@ -32,7 +32,7 @@ void printScreenshotUsage(std::FILE* out) {
                       "  --output PATH   write the picture to PATH instead\n");
 }
 
-int runScreenshotCommand(int argc, char** argv) {
+int runScreenshotCommand(int argc, char** argv, const DesktopPicture& desktopPicture) {
     QString output;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
@@ -48,10 +48,23 @@ int runScreenshotCommand(int argc, char** argv) {
         return kExitUsage;
     }
 
-    // Without an application object, one is made here; the picture is read
-    // from the X server, so a display is needed even under Wayland.
-    std::unique_ptr<QGuiApplication> ownApplication;
-    if (!QCoreApplication::instance()) {
+    QImage image;
+    static int qtArgc = 1;
+    static char qtName[] = "framedeck";
+    static char* qtArgv[] = {qtName, nullptr};
+    // In a Wayland session the desktop takes the picture: no client may read
+    // the screen itself. Its portal needs an application object for D-Bus.
+    std::unique_ptr<QCoreApplication> ownApplication;
+    if (desktopPicture) {
+        if (!QCoreApplication::instance())
+            ownApplication = std::make_unique<QCoreApplication>(qtArgc, qtArgv);
+        std::string error;
+        image = desktopPicture(error);
+        if (image.isNull())
+            return fail(kExitFailed, ("the desktop took no picture: " + error).c_str());
+    } else if (!QCoreApplication::instance()) {
+        // Without an application object, one is made here; the picture is
+        // read from the X server.
         const char* display = std::getenv("DISPLAY");
         if (!display || !*display)
             return fail(kExitNoDisplay, "no X display to capture (DISPLAY is not set).");
@@ -59,17 +72,14 @@ int runScreenshotCommand(int argc, char** argv) {
         if (!x11::Connection(display).isOpen())
             return fail(kExitNoDisplay,
                         qPrintable(QString("cannot connect to the X display '%1'.").arg(display)));
-        static int qtArgc = 1;
-        static char qtName[] = "framedeck";
-        static char* qtArgv[] = {qtName, nullptr};
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "xcb");
         ownApplication = std::make_unique<QGuiApplication>(qtArgc, qtArgv);
     } else if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         return fail(kExitNoDisplay, "needs a graphical application object.");
     }
-
-    const QImage image = ScreenshotStore::getmainDesktopImage();
+    if (image.isNull())
+        image = ScreenshotStore::getmainDesktopImage();
     if (image.isNull())
         return fail(kExitFailed, "the main display could not be captured.");
 

@@ -1,8 +1,10 @@
 #include "selection/WindowServer.h"
 
 #include "core/EMLog.h"
+#include "selection/WaylandWindowServer.h"
 #include "selection/X11WindowServer.h"
 
+#include <QGuiApplication>
 #include <memory>
 #include <unistd.h>
 
@@ -96,6 +98,12 @@ RectD WindowServer::desktopToScreen(const RectD& rect) {
 WindowServer& WindowServer::shared() {
     if (g_override)
         return *g_override;
+    // Qt's own platform decides: an application on XWayland is an X11
+    // client, and may read the screen as one.
+    if (QGuiApplication::platformName().startsWith("wayland")) {
+        static WaylandWindowServer wayland;
+        return wayland;
+    }
     static X11WindowServer server;
     return server;
 }

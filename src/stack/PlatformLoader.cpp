@@ -1,6 +1,8 @@
 #include "stack/PlatformLoader.h"
 
+#include "platform/portal/GlobalShortcuts.h"
 #include "platform/portal/PortalCapture.h"
+#include "platform/portal/PortalRules.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/pulsecapture/PulseCapture.h"
 #include "platform/testpattern/TestPatternCamera.h"
@@ -38,17 +40,36 @@ public:
 };
 
 // A Wayland session: the screen through the portal, the monitors from the
-// compositor, no window list; sound and cameras as everywhere.
+// compositor, no window list; sound and cameras as everywhere. The broker,
+// when given, must outlive the factory.
 class PortalPulseV4l2Factory : public X11PulseV4l2Factory {
 public:
+    PortalPulseV4l2Factory(std::shared_ptr<PointerFeed> pointer, portalcapture::ScreenShareBroker* share)
+        : pointer_(std::move(pointer)), share_(share) {}
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
-        return portalcapture::createScreenSource(request, portalcapture::fileTokenStore());
+        return portalcapture::createScreenSource(request,
+                                                 {portalcapture::fileTokenStore(), pointer_, share_});
     }
     std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
         return nullptr;
     }
     std::vector<RVScreen> screens() override { return portalcapture::listOutputs(); }
     std::vector<CaptureWindowInfo> onScreenWindows() override { return {}; }
+
+private:
+    std::shared_ptr<PointerFeed> pointer_;
+    portalcapture::ScreenShareBroker* share_;
+};
+
+class PortalScreenShare : public PlatformLoader::ScreenShare {
+public:
+    void request(std::function<void(const std::string& error)> done) override {
+        broker_.request(std::move(done));
+    }
+    portalcapture::ScreenShareBroker& broker() { return broker_; }
+
+private:
+    portalcapture::ScreenShareBroker broker_{portalcapture::fileTokenStore()};
 };
 
 } // namespace
@@ -73,9 +94,22 @@ std::optional<ScreenBackend> screenBackendNamed(const std::string& name) {
     return std::nullopt;
 }
 
+Backends backends(ScreenBackend backend) {
+    Backends result;
+    if (backend == ScreenBackend::Portal) {
+        auto share = std::make_unique<PortalScreenShare>();
+        result.pointer = std::make_shared<PointerFeed>();
+        result.factory = std::make_unique<PortalPulseV4l2Factory>(result.pointer, &share->broker());
+        result.share = std::move(share);
+    } else {
+        result.factory = std::make_unique<X11PulseV4l2Factory>();
+    }
+    return result;
+}
+
 std::unique_ptr<CaptureFactory> captureFactory(ScreenBackend backend) {
     if (backend == ScreenBackend::Portal)
-        return std::make_unique<PortalPulseV4l2Factory>();
+        return std::make_unique<PortalPulseV4l2Factory>(nullptr, nullptr);
     return std::make_unique<X11PulseV4l2Factory>();
 }
 
@@ -95,6 +129,51 @@ bool displayAvailable(ScreenBackend backend, std::string* error) {
 
 bool soundServerAvailable(std::string* error) {
     return pulsecapture::serverAvailable(error);
+}
+
+namespace {
+
+QImage mainOutputOf(const QImage& desktop) {
+    if (desktop.isNull())
+        return desktop;
+    const portalcapture::StreamArea main =
+        portalcapture::mainOutputIn(desktop.width(), desktop.height(), portalcapture::listOutputs());
+    return desktop.copy(main.x, main.y, main.width, main.height);
+}
+
+} // namespace
+
+void portalMainDisplayScreenshot(QObject* context,
+                                 std::function<void(const QImage& image, const std::string& error)> done) {
+    portalcapture::takeScreenshot(context,
+                                  [done = std::move(done)](const QImage& desktop, const std::string& error) {
+                                      done(mainOutputOf(desktop), error);
+                                  });
+}
+
+QImage portalMainDisplayScreenshot(std::string& error) {
+    return mainOutputOf(portalcapture::takeScreenshot(error));
+}
+
+namespace {
+
+class PortalHotkeysImpl : public PortalHotkeys {
+public:
+    explicit PortalHotkeysImpl(QObject* context) : shortcuts(context) {}
+    portalcapture::GlobalShortcuts shortcuts;
+};
+
+} // namespace
+
+std::unique_ptr<PortalHotkeys> bindPortalHotkeys(QObject* context, std::vector<HotkeyName> names,
+                                                 std::function<void(const std::string& id)> activated,
+                                                 std::function<void(const std::string& error)> bound) {
+    auto hotkeys = std::make_unique<PortalHotkeysImpl>(context);
+    std::vector<portalcapture::GlobalShortcuts::Shortcut> shortcuts;
+    for (HotkeyName& name : names)
+        shortcuts.push_back({std::move(name.id), std::move(name.description)});
+    hotkeys->shortcuts.bind(std::move(shortcuts), std::move(activated), std::move(bound));
+    return hotkeys;
 }
 
 std::optional<RVScreen> primaryScreen(CaptureFactory& factory) {

@@ -20,15 +20,17 @@ RecordingStack::RecordingStack(RecordingStackOptions options, RecordingStackHost
         };
     if (options.audioRouting)
         buildAudioRouting();
+    PlatformLoader::Backends backends =
+        PlatformLoader::backends(options.screenBackend.value_or(PlatformLoader::sessionScreenBackend()));
+    share_ = std::move(backends.share);
     if (options.decorations) {
         watermark_.setModel(std::move(options.watermark));
         watermark_.setPlacement(options.watermarkPlacement);
-        decorations_ = std::make_unique<RecordingDecorations>(watermark_);
+        decorations_ = std::make_unique<RecordingDecorations>(watermark_, backends.pointer);
     }
 
     RVRecordManager::Collaborators collaborators;
-    collaborators.captureFactory = PlatformLoader::captureFactory(
-        options.screenBackend.value_or(PlatformLoader::sessionScreenBackend()));
+    collaborators.captureFactory = std::move(backends.factory);
     collaborators.settings = options.settings;
     manager_ = std::make_unique<RVRecordManager>(std::move(collaborators));
     if (routing_) {

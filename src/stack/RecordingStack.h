@@ -63,6 +63,8 @@ public:
     RecordingStack& operator=(const RecordingStack&) = delete;
 
     RVRecordManager& recordManager() { return *manager_; }
+    // Null where the screen needs no asking before a recording (X11).
+    PlatformLoader::ScreenShare* screenShare() { return share_.get(); }
     CaptureFactory& captureFactory() { return manager_->captureFactory(); }
     // Null when the stack was built without audio routing.
     RVAudioRouting* audioRouting() { return routing_.get(); }
@@ -91,6 +93,8 @@ private:
     std::unique_ptr<RVAudioRouting> routing_;
     std::optional<EZAudioDevice> routedInput_;
     std::unique_ptr<RecordingDecorations> decorations_;
+    // Before the controller, whose factory hands the share to its sources.
+    std::unique_ptr<PlatformLoader::ScreenShare> share_;
     std::unique_ptr<RVRecordManager> manager_;
     RVRecordHost events_;
     // Work posted to the main thread checks it before touching the stack.

@@ -314,6 +314,16 @@ void MainWindow::setFinishing() {
     stateLabel_->setText(L("Main_Finishing"));
 }
 
+void MainWindow::setWaitingForScreen(bool waiting) {
+    if (!waiting) {
+        setRecordingState(status_);
+        return;
+    }
+    recordButton_->setEnabled(false);
+    recordButton_->setText(L("Main_Waiting_For_Screen"));
+    recordButton_->setIcon(QIcon());
+}
+
 void MainWindow::setDurationTexts(const QString& time, const QString& size) {
     timeLabel_->setText(time);
     sizeLabel_->setText(size);

@@ -30,6 +30,9 @@ public:
     // Stopped, with the file still being finished: says so, and the record
     // button waits until setRecordingState(Idle).
     void setFinishing();
+    // While the desktop is asked for the screen: the record button waits
+    // and says so; afterwards it shows the recording state again.
+    void setWaitingForScreen(bool waiting);
     void setDurationTexts(const QString& time, const QString& size);
     void setDisplayNames(const QStringList& names, int current);
     void setCameraNames(const QStringList& names, int current);

@@ -47,7 +47,7 @@ inline void savePicture(QWidget* widget, const QString& name) {
 class App : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!qEnvironmentVariableIsSet("DISPLAY"))
+        if (!qEnvironmentVariableIsSet("DISPLAY") && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
             GTEST_SKIP();
         setAlertPresenter([this](QWidget*, const QString& message) { alerts << message; });
         app = std::make_unique<AppDelegate>(std::make_unique<SettingsStore>(home.path() + "/settings.conf"),

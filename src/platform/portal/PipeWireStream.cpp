@@ -56,8 +56,7 @@ struct PipeWireStream::Impl {
     spa_hook coreListener{};
     spa_hook streamListener{};
     bool cursorMetadata = false;
-    PictureCallback onPicture;
-    FailureCallback onFailure;
+    Callbacks callbacks;
 
     // Written on the PipeWire thread, read by waitForFormat().
     std::mutex mutex;
@@ -80,8 +79,8 @@ struct PipeWireStream::Impl {
         }
         changed.notify_all();
         EMLog::showMessage("%s %d screen cast stream: %s", __func__, __LINE__, message.c_str());
-        if (onFailure)
-            onFailure(message);
+        if (callbacks.onFailure)
+            callbacks.onFailure(message);
     }
 
     void formatChanged(const spa_pod* param) {
@@ -135,6 +134,10 @@ struct PipeWireStream::Impl {
     }
 
     void deliver(const spa_buffer& buffer) {
+        // Read before the picture: a buffer may bring only a pointer move.
+        if (cursorMetadata && callbacks.onCursor)
+            if (const std::optional<CursorUpdate> update = readCursorMeta(buffer))
+                callbacks.onCursor(*update);
         if (buffer.n_datas < 1)
             return;
         const spa_data& data = buffer.datas[0];
@@ -155,14 +158,8 @@ struct PipeWireStream::Impl {
         if (data.chunk->offset + static_cast<uint64_t>(picture.stride) * picture.height > data.maxsize)
             return;
         picture.pixels = static_cast<const uint8_t*>(data.data) + data.chunk->offset;
-        if (cursorMetadata) {
-            auto* cursor = static_cast<spa_meta_cursor*>(
-                spa_buffer_find_meta_data(&buffer, SPA_META_Cursor, sizeof(spa_meta_cursor)));
-            if (cursor && spa_meta_cursor_is_valid(cursor))
-                picture.cursor = std::make_pair(cursor->position.x, cursor->position.y);
-        }
-        if (onPicture)
-            onPicture(picture);
+        if (callbacks.onPicture)
+            callbacks.onPicture(picture);
     }
 
     void stateChanged(pw_stream_state state, const char* message) {
@@ -211,13 +208,11 @@ PipeWireStream::PipeWireStream(std::unique_ptr<Impl> impl) : impl_(std::move(imp
 }
 
 std::unique_ptr<PipeWireStream> PipeWireStream::connect(UniqueFd remote, uint32_t node, bool cursorMetadata,
-                                                        PictureCallback onPicture, FailureCallback onFailure,
-                                                        std::string& error) {
+                                                        Callbacks callbacks, std::string& error) {
     initPipeWire();
     auto impl = std::make_unique<Impl>();
     impl->cursorMetadata = cursorMetadata;
-    impl->onPicture = std::move(onPicture);
-    impl->onFailure = std::move(onFailure);
+    impl->callbacks = std::move(callbacks);
     impl->loop.reset(pw_thread_loop_new("PipeWireStream", nullptr));
     if (!impl->loop) {
         error = "cannot make a PipeWire loop";

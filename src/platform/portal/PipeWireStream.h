@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/portal/CursorMeta.h"
 #include "platform/portal/ScreenCastSession.h"
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace portalcapture {
@@ -17,9 +17,6 @@ struct StreamPicture {
     int stride = 0;
     int width = 0;
     int height = 0;
-    // The pointer's position on the picture, where the stream carries it as
-    // metadata and the pointer is over it.
-    std::optional<std::pair<int, int>> cursor;
 };
 
 // A PipeWire video stream from a portal's remote: one thread of PipeWire's
@@ -27,16 +24,24 @@ struct StreamPicture {
 // DMA-BUF: it needs a GPU to read), 32-bit BGRx or BGRA.
 //
 // connect() and the destructor: main thread. The callbacks run on the
-// PipeWire thread: onPicture for every filled buffer, onFailure once when
-// the stream or its connection breaks.
+// PipeWire thread: onPicture for every filled buffer, onCursor for every
+// buffer whose cursor metadata says something new (with cursorMetadata; the
+// desktop may send such buffers without a picture when only the pointer
+// moved), onFailure once when the stream or its connection breaks.
 class PipeWireStream {
 public:
     using PictureCallback = std::function<void(const StreamPicture& picture)>;
+    using CursorCallback = std::function<void(const CursorUpdate& update)>;
     using FailureCallback = std::function<void(const std::string& message)>;
 
+    struct Callbacks {
+        PictureCallback onPicture;
+        CursorCallback onCursor;
+        FailureCallback onFailure;
+    };
+
     static std::unique_ptr<PipeWireStream> connect(UniqueFd remote, uint32_t node, bool cursorMetadata,
-                                                   PictureCallback onPicture, FailureCallback onFailure,
-                                                   std::string& error);
+                                                   Callbacks callbacks, std::string& error);
     // Stops the thread first, so no callback runs once it returns.
     ~PipeWireStream();
 

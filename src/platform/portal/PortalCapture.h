@@ -1,12 +1,16 @@
 #pragma once
 
+#include "core/PointerFeed.h"
 #include "engine/capture/CaptureSource.h"
 #include "engine/capture/CaptureTypes.h"
 
+#include <QImage>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+class QObject;
 
 // Screen capture in a Wayland session, where no client may read the screen
 // itself: the desktop portal (org.freedesktop.portal.ScreenCast) lets the
@@ -29,17 +33,69 @@ struct RestoreTokenStore {
     std::function<void(const std::string& token)> save;
 };
 
+class ScreenCastSession;
+
+// Asks the portal for the screen ahead of a recording, without blocking the
+// caller: the portal may wait for the user to pick a monitor, and a window
+// must stay responsive meanwhile. The next screen source takes the shared
+// screen and starts at once.
+//
+// Main thread only; needs a QCoreApplication.
+class ScreenShareBroker {
+public:
+    explicit ScreenShareBroker(RestoreTokenStore tokens);
+    // Closes a session asked for and never used; an answer still to come is
+    // dropped.
+    ~ScreenShareBroker();
+    ScreenShareBroker(const ScreenShareBroker&) = delete;
+    ScreenShareBroker& operator=(const ScreenShareBroker&) = delete;
+
+    // `done` runs on the main thread once the portal has answered, with an
+    // empty error when the screen is shared. A request while one is waiting
+    // gets its answer too; with a session already shared, `done` runs at once.
+    void request(std::function<void(const std::string& error)> done);
+    bool waiting() const { return !waiters_.empty(); }
+    // The shared session, once; null when none is ready.
+    std::unique_ptr<ScreenCastSession> take();
+
+private:
+    RestoreTokenStore tokens_;
+    std::unique_ptr<QObject> context_;
+    std::unique_ptr<ScreenCastSession> ready_;
+    std::vector<std::function<void(const std::string&)>> waiters_;
+};
+
+// What a portal screen source is handed besides its request.
+struct PortalScreenOptions {
+    RestoreTokenStore tokens;
+    // Where the pointer is reported when the portal sends it as metadata
+    // (null: not reported).
+    std::shared_ptr<PointerFeed> pointer;
+    // A screen already shared through it is used instead of asking again
+    // (null: start() asks the portal itself).
+    ScreenShareBroker* share = nullptr;
+};
+
 // "ScreenOutputQueue": the monitor the portal hands over (asked once; later
 // sessions restore the choice with the stored token), `captureRect` of it
 // cropped out of the stream. A picture goes out every 1/fps seconds, the
 // newest one the stream brought: the stream sends pictures only when the
 // screen changes, and a still screen must still fill the recording.
 //
-// start() waits for the portal's answer, the user's choice included, on a
-// thread of its own, but blocks its caller meanwhile; it needs a
-// QCoreApplication.
+// Unless the broker has a session ready, start() waits for the portal's
+// answer, the user's choice included, on a thread of its own, but blocks
+// its caller meanwhile; it needs a QCoreApplication.
 std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
-                                                  RestoreTokenStore tokens);
+                                                  PortalScreenOptions options);
+
+// A picture of the whole desktop through the portal's Screenshot interface
+// (interactive=false: no dialog, though a desktop may ask once whether
+// FrameDeck may take screenshots), read from the file the portal names.
+// `done` runs on `context`'s thread; the wait happens on a thread of its own.
+void takeScreenshot(QObject* context,
+                    std::function<void(const QImage& image, const std::string& error)> done);
+// The same, blocking the caller until the portal answers (the command line).
+QImage takeScreenshot(std::string& error);
 
 // A small file in the application's settings folder
 // ($XDG_CONFIG_HOME/FrameDeck/screencast-restore-token).

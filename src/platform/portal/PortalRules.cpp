@@ -41,4 +41,47 @@ StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int 
     return {left, top, width, height};
 }
 
+std::optional<std::pair<int, int>> pointerInRoot(const RVScreen& screen, int x, int y, int streamWidth,
+                                                 int streamHeight) {
+    if (x < 0 || y < 0 || x >= streamWidth || y >= streamHeight)
+        return std::nullopt;
+    return std::make_pair(screen.x + x, screen.y + y);
+}
+
+StreamArea mainOutputIn(int pictureWidth, int pictureHeight, const std::vector<RVScreen>& outputs) {
+    if (pictureWidth <= 0 || pictureHeight <= 0)
+        return {};
+    const RVScreen* main = nullptr;
+    int left = 0, top = 0, right = 0, bottom = 0;
+    for (const RVScreen& s : outputs) {
+        if (!s.isValid())
+            continue;
+        if (!main) {
+            left = s.x;
+            top = s.y;
+            right = s.x + s.width;
+            bottom = s.y + s.height;
+        }
+        if (!main || (s.primary && !main->primary))
+            main = &s;
+        left = std::min(left, s.x);
+        top = std::min(top, s.y);
+        right = std::max(right, s.x + s.width);
+        bottom = std::max(bottom, s.y + s.height);
+    }
+    if (!main)
+        return {0, 0, pictureWidth, pictureHeight};
+    const double sx = double(pictureWidth) / (right - left);
+    const double sy = double(pictureHeight) / (bottom - top);
+    const int x0 = std::clamp(static_cast<int>(std::lround((main->x - left) * sx)), 0, pictureWidth);
+    const int y0 = std::clamp(static_cast<int>(std::lround((main->y - top) * sy)), 0, pictureHeight);
+    const int x1 =
+        std::clamp(static_cast<int>(std::lround((main->x + main->width - left) * sx)), x0, pictureWidth);
+    const int y1 =
+        std::clamp(static_cast<int>(std::lround((main->y + main->height - top) * sy)), y0, pictureHeight);
+    if (x1 <= x0 || y1 <= y0)
+        return {};
+    return {x0, y0, x1 - x0, y1 - y0};
+}
+
 } // namespace portalcapture

@@ -3,7 +3,10 @@
 #include "engine/capture/CaptureTypes.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 // The arithmetic of a portal screen cast, kept apart from D-Bus and PipeWire
 // so it can be tested without a desktop. Pure functions, any thread.
@@ -37,5 +40,20 @@ struct StreamArea {
 // stream's size. Empty (zero width) when nothing of it is inside.
 StreamArea streamAreaFor(const RVScreen& screen, const RVRect& captureRect, int streamWidth,
                          int streamHeight);
+
+// The pointer at stream pixel (x, y), in the root coordinates the source's
+// frames are placed in: the monitor's origin plus the stream position. A
+// frame's origin is the monitor's origin plus its crop in stream pixels, so
+// pointer minus origin is the pointer's pixel in the frame, also on a scaled
+// monitor. Nothing when the pointer is off the stream.
+std::optional<std::pair<int, int>> pointerInRoot(const RVScreen& screen, int x, int y, int streamWidth,
+                                                 int streamHeight);
+
+// The main output's part (the primary one, else the first) of a picture
+// of the whole desktop that is pictureWidth x pictureHeight: the outputs'
+// bounding box fills the picture, scaled when the portal took it at another
+// scale. The whole picture without outputs; empty when the output lies
+// outside it.
+StreamArea mainOutputIn(int pictureWidth, int pictureHeight, const std::vector<RVScreen>& outputs);
 
 } // namespace portalcapture

@@ -1,4 +1,5 @@
 #include "core/EMLog.h"
+#include "platform/portal/CursorMeta.h"
 #include "platform/portal/HeldPicture.h"
 #include "platform/portal/PipeWireStream.h"
 #include "platform/portal/PortalCapture.h"
@@ -7,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QObject>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <atomic>
@@ -27,25 +29,43 @@ constexpr std::chrono::seconds kFormatTimeout{10};
 
 class PortalScreenSource : public CaptureSource {
 public:
-    PortalScreenSource(const ScreenCaptureRequest& request, RestoreTokenStore tokens)
-        : request_(request), tokens_(std::move(tokens)), fps_(request.fps > 0 ? request.fps : 25) {}
+    PortalScreenSource(const ScreenCaptureRequest& request, PortalScreenOptions options)
+        : request_(request), options_(std::move(options)), fps_(request.fps > 0 ? request.fps : 25) {}
     ~PortalScreenSource() override { stop(); }
 
     bool start(std::string& error) override {
-        ScreenCastRequest castRequest;
-        if (tokens_.load)
-            castRequest.restoreToken = tokens_.load();
-        session_ = ScreenCastSession::open(castRequest, error);
-        if (!session_)
-            return false;
-        // A token is good for one restore; the portal hands out the next.
-        if (tokens_.save && !session_->restoreToken().empty())
-            tokens_.save(session_->restoreToken());
+        if (options_.share)
+            session_ = options_.share->take();
+        if (!session_) {
+            const RestoreTokenStore& tokens = options_.tokens;
+            ScreenCastRequest castRequest;
+            if (tokens.load)
+                castRequest.restoreToken = tokens.load();
+            session_ = ScreenCastSession::open(castRequest, error);
+            if (!session_)
+                return false;
+            // A token is good for one restore; the portal hands out the next.
+            if (tokens.save && !session_->restoreToken().empty())
+                tokens.save(session_->restoreToken());
+        }
         const bool cursorMetadata = session_->cursorMode() == kCursorMetadata;
-        stream_ = PipeWireStream::connect(
-            session_->takePipeWireFd(), session_->node(), cursorMetadata,
-            [this](const StreamPicture& picture) { pictureArrived(picture); },
-            [this](const std::string& message) { streamFailed(message); }, error);
+        PipeWireStream::Callbacks callbacks;
+        callbacks.onPicture = [this](const StreamPicture& picture) {
+            pictureArrived(picture);
+        };
+        if (cursorMetadata && options_.pointer) {
+            // From here on the decorations take the pointer from the stream
+            // only; until its first position they draw no cursor.
+            options_.pointer->activate();
+            callbacks.onCursor = [this](const CursorUpdate& update) {
+                cursorMoved(update);
+            };
+        }
+        callbacks.onFailure = [this](const std::string& message) {
+            streamFailed(message);
+        };
+        stream_ = PipeWireStream::connect(session_->takePipeWireFd(), session_->node(), cursorMetadata,
+                                          std::move(callbacks), error);
         int streamWidth = 0;
         int streamHeight = 0;
         if (!stream_ || !stream_->waitForFormat(kFormatTimeout, streamWidth, streamHeight, error)) {
@@ -53,6 +73,8 @@ public:
             return false;
         }
         area_ = streamAreaFor(request_.screen, request_.captureRect, streamWidth, streamHeight);
+        streamWidth_ = streamWidth;
+        streamHeight_ = streamHeight;
         if (area_.width <= 0) {
             error = "the capture area lies outside the screen";
             release();
@@ -95,6 +117,18 @@ private:
             held_->store(picture.pixels, picture.stride, picture.width, picture.height, arrival);
     }
 
+    // PipeWire thread. The stream's size is read as the format agreed it
+    // (a later renegotiation does not move the monitor's origin).
+    void cursorMoved(const CursorUpdate& update) {
+        const std::optional<std::pair<int, int>> at = cursor_.apply(update);
+        std::optional<PointerFeed::Position> root;
+        if (at)
+            if (const auto p = pointerInRoot(request_.screen, at->first, at->second, streamWidth_.load(),
+                                             streamHeight_.load()))
+                root = PointerFeed::Position{p->first, p->second};
+        options_.pointer->set(root);
+    }
+
     // PipeWire thread: handed to the screen thread, which reports it.
     void streamFailed(const std::string& message) {
         {
@@ -109,6 +143,8 @@ private:
     void release() {
         stream_.reset();
         session_.reset();
+        if (options_.pointer)
+            options_.pointer->reset();
     }
 
     // "ScreenOutputQueue": one picture every 1/fps on fixed deadlines, the
@@ -163,8 +199,11 @@ private:
     }
 
     const ScreenCaptureRequest request_;
-    RestoreTokenStore tokens_;
+    PortalScreenOptions options_;
     const double fps_;
+    CursorState cursor_; // PipeWire thread
+    std::atomic<int> streamWidth_{0};
+    std::atomic<int> streamHeight_{0};
     std::unique_ptr<ScreenCastSession> session_;
     std::unique_ptr<PipeWireStream> stream_;
     StreamArea area_;
@@ -185,8 +224,44 @@ QString tokenPath() {
 } // namespace
 
 std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
-                                                  RestoreTokenStore tokens) {
-    return std::make_unique<PortalScreenSource>(request, std::move(tokens));
+                                                  PortalScreenOptions options) {
+    return std::make_unique<PortalScreenSource>(request, std::move(options));
+}
+
+ScreenShareBroker::ScreenShareBroker(RestoreTokenStore tokens)
+    : tokens_(std::move(tokens)), context_(std::make_unique<QObject>()) {
+}
+
+ScreenShareBroker::~ScreenShareBroker() = default;
+
+void ScreenShareBroker::request(std::function<void(const std::string& error)> done) {
+    if (ready_) {
+        done({});
+        return;
+    }
+    waiters_.push_back(std::move(done));
+    if (waiters_.size() > 1)
+        return; // the portal is asked already
+    ScreenCastRequest castRequest;
+    if (tokens_.load)
+        castRequest.restoreToken = tokens_.load();
+    ScreenCastSession::openAsync(
+        castRequest, context_.get(),
+        [this](std::unique_ptr<ScreenCastSession> session, const std::string& error) {
+            if (session && tokens_.save && !session->restoreToken().empty())
+                tokens_.save(session->restoreToken());
+            ready_ = std::move(session);
+            if (!error.empty())
+                EMLog::showMessage("%s %d the screen was not shared: %s", __func__, __LINE__, error.c_str());
+            // A waiter may ask again from its callback.
+            const auto waiters = std::exchange(waiters_, {});
+            for (const auto& waiter : waiters)
+                waiter(error);
+        });
+}
+
+std::unique_ptr<ScreenCastSession> ScreenShareBroker::take() {
+    return std::move(ready_);
 }
 
 RestoreTokenStore fileTokenStore() {

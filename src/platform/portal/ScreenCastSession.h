@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+
+class QObject;
 
 namespace portalcapture {
 
@@ -42,6 +45,13 @@ struct ScreenCastRequest {
 class ScreenCastSession {
 public:
     static std::unique_ptr<ScreenCastSession> open(const ScreenCastRequest& request, std::string& error);
+
+    // The same exchange without blocking the caller: `done` runs on
+    // `context`'s thread (its event loop) once the portal has answered, with
+    // the session, or null and why not. When `context` is gone by then, the
+    // session is closed unseen.
+    using Opened = std::function<void(std::unique_ptr<ScreenCastSession> session, const std::string& error)>;
+    static void openAsync(const ScreenCastRequest& request, QObject* context, Opened done);
     ~ScreenCastSession();
 
     // The PipeWire remote to connect the stream to (taken once).

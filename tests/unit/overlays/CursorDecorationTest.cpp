@@ -2,6 +2,7 @@
 #include "overlays/ArrowCursor.h"
 #include "overlays/FrameDecorator.h"
 #include "overlays/PictureBlend.h"
+#include "overlays/RecordingDecorations.h"
 
 #include <QPainter>
 #include <cmath>
@@ -125,6 +126,44 @@ TEST_F(Decorating, CursorHotSpotLandsOnThePointerCountedFromTheBottom) {
     decorator.appendMouseCursor(low.view(), input);
     EXPECT_NE(low.at(100, 155), grey);
     EXPECT_NE(low.at(102, 159), grey);
+}
+
+// Where the screen cast alone knows the pointer (Wayland), the arrow goes
+// where the stream last put it, on the frame's own pixels; while the stream
+// says nothing, nothing is drawn (no arrow stuck in a corner).
+TEST(RecordingDecorationsFromAFeed, ArrowFollowsTheFeedAndIsLeftOutWithoutAPosition) {
+    WatermarkState noWatermark;
+    auto feed = std::make_shared<PointerFeed>();
+    feed->activate();
+    RecordingDecorations decorations(noWatermark, feed);
+    decorations.prepare({true, false, true}, QRect(0, 0, 1920, 1080), true);
+    const auto decorate = decorations.hook();
+    const QRgb grey = qRgb(128, 128, 128);
+    const auto drawnPixels = [&](std::optional<PointerFeed::Position> at, QPoint* first) {
+        feed->set(at);
+        TestFrame f(200, 160, grey);
+        VideoFrame frame;
+        frame.pixels = f.view();
+        // The area's top-left on the desktop: its bottom-left corner is the
+        // primary monitor's, where a pointer at (0, 0) would land.
+        frame.originX = 0;
+        frame.originY = 920;
+        decorate(frame, {});
+        int count = 0;
+        for (int y = 0; y < 160; ++y)
+            for (int x = 0; x < 200; ++x)
+                if (f.at(x, y) != grey && count++ == 0 && first)
+                    *first = {x, y};
+        return count;
+    };
+    EXPECT_EQ(drawnPixels(std::nullopt, nullptr), 0);
+    QPoint tip;
+    decorations.prepare({false, false, true}, QRect(0, 0, 1920, 1080), true);
+    EXPECT_GT(drawnPixels(PointerFeed::Position{50, 990}, &tip), 0);
+    // The first pixel drawn (top row, leftmost) is the arrow's tip, at the
+    // pointer's place in the frame, give or take the outline.
+    EXPECT_NEAR(tip.x(), 50, 2);
+    EXPECT_NEAR(tip.y(), 70, 2);
 }
 
 TEST(PictureBlend, MatchesQtSourceOverIncludingClippedEdges) {

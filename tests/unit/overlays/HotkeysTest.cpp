@@ -82,6 +82,17 @@ TEST(Hotkeys, NothingRunsWhileADialogIsOpenOrANewKeyIsRecorded) {
     }
 }
 
+// A desktop keeps the user's keys under these ids: each action has its own,
+// and a press the desktop reports under an id comes back as that action.
+TEST(Hotkeys, DesktopIdsNameEachActionOnce) {
+    for (const HotkeyBinding& binding : kHotkeyBindings) {
+        EXPECT_FALSE(binding.desktopId.empty());
+        EXPECT_EQ(hotkeyActionForDesktopId(binding.desktopId), binding.action) << binding.desktopId;
+    }
+    EXPECT_EQ(hotkeyActionForDesktopId(""), std::nullopt);
+    EXPECT_EQ(hotkeyActionForDesktopId("start"), std::nullopt);
+}
+
 TEST(ShortcutRecording, AKeyWithAHeldModifierIsStoredForTheRowBeingRecorded) {
     MemoryKeyValueStore store;
     ShortcutRecorder r;

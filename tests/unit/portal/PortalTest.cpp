@@ -36,6 +36,23 @@ TEST(PortalRules, AreaInTheStream) {
     EXPECT_EQ(streamAreaFor(screen, {}, 0, 0).width, 0);
 }
 
+TEST(PortalRules, MainOutputOfAWholeDesktopPicture) {
+    // Nothing known of the outputs: the whole picture.
+    EXPECT_EQ(mainOutputIn(1920, 1080, {}), (StreamArea{0, 0, 1920, 1080}));
+    // The primary output wherever it lies in the list, the bounding box
+    // starting at the leftmost and topmost output (here left of and above
+    // the primary).
+    const std::vector<RVScreen> outputs{{"DP-1", -1280, -200, 1280, 1024, false},
+                                        {"eDP-1", 0, 0, 1920, 1080, true}};
+    EXPECT_EQ(mainOutputIn(3200, 1280, outputs), (StreamArea{1280, 200, 1920, 1080}));
+    // Without a primary, the first; a picture taken at twice the scale.
+    const std::vector<RVScreen> side{{"A", 0, 0, 1280, 720, false}, {"B", 1280, 0, 1280, 720, false}};
+    EXPECT_EQ(mainOutputIn(5120, 1440, side), (StreamArea{0, 0, 2560, 1440}));
+    // A picture smaller than the layout says: the output is cut at its edge.
+    EXPECT_EQ(mainOutputIn(2000, 1080, side).width, 1000);
+    EXPECT_EQ(mainOutputIn(0, 0, side).width, 0);
+}
+
 namespace {
 
 // A stream picture whose pixel (x, y) holds bytes x, y, 7, 255, with rows

@@ -1,0 +1,46 @@
+#include "platform/portal/CursorMeta.h"
+
+#include <spa/buffer/buffer.h>
+#include <spa/buffer/meta.h>
+
+namespace portalcapture {
+
+std::optional<CursorUpdate> readCursorMeta(const spa_buffer& buffer) {
+    const spa_meta* meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
+    if (!meta || !meta->data || meta->size < sizeof(spa_meta_cursor))
+        return std::nullopt;
+    const auto* cursor = static_cast<const spa_meta_cursor*>(meta->data);
+    if (!spa_meta_cursor_is_valid(cursor))
+        return std::nullopt;
+    CursorUpdate update;
+    update.x = cursor->position.x;
+    update.y = cursor->position.y;
+    // A bitmap after the cursor record: a picture of format 0 carries no news,
+    // one without pixels is an invisible cursor. A bitmap said to lie outside
+    // the metadata is not read at all.
+    const uint32_t offset = cursor->bitmap_offset;
+    if (offset >= sizeof(spa_meta_cursor) && offset <= meta->size &&
+        meta->size - offset >= sizeof(spa_meta_bitmap)) {
+        const auto* bitmap = SPA_PTROFF(cursor, offset, const spa_meta_bitmap);
+        if (bitmap->format != 0)
+            update.visibility = bitmap->offset == 0 || bitmap->size.width == 0 || bitmap->size.height == 0
+                                    ? CursorUpdate::Visibility::Hidden
+                                    : CursorUpdate::Visibility::Shown;
+    }
+    return update;
+}
+
+std::optional<std::pair<int, int>> CursorState::apply(const CursorUpdate& update) {
+    position_ = std::make_pair(update.x, update.y);
+    if (update.visibility != CursorUpdate::Visibility::Unchanged)
+        hidden_ = update.visibility == CursorUpdate::Visibility::Hidden;
+    return current();
+}
+
+std::optional<std::pair<int, int>> CursorState::current() const {
+    if (hidden_)
+        return std::nullopt;
+    return position_;
+}
+
+} // namespace portalcapture

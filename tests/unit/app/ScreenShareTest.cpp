@@ -1,0 +1,102 @@
+// The record road through a desktop that has to be asked for the screen (a
+// Wayland portal): the recording starts only on the desktop's yes, a press
+// while it decides does nothing, and a no starts nothing and says why.
+#include "TempHome.h"
+#include "app/AppDelegate.h"
+#include "core/KeyValueStore.h"
+#include "engine/EncodeManager.h"
+#include "engine/controller/RVRecordManager.h"
+#include "unit/OffscreenApp.h"
+#include "unit/controller/FakeCapture.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+
+struct ScreenShare : ::testing::Test {
+    ScreenShare() {
+        RVRecordManager::Collaborators c;
+        c.captureFactory = std::make_unique<FakeFactory>();
+        c.settings = &engineSettings;
+        manager = std::make_unique<RVRecordManager>(std::move(c));
+        RVRecordHost host;
+        host.runOnMainThread = [](std::function<void()>) {
+        };
+        manager->setHost(host);
+        app.setRecordManager(manager.get());
+        app.recordVideoType = toInt(RecordVideoType::FullScreen);
+        app.recordAudioType = toInt(RecordAudioType::None);
+        // The desktop's answers are given by the test.
+        app.shareScreen = [this](std::function<void(const QString&)> done) {
+            asked.push_back(std::move(done));
+        };
+        QObject::connect(&app, &AppDelegate::regionSelectionRequested, [this] { ++selections; });
+        QObject::connect(&app, &AppDelegate::recordingStarted, [this] { ++started; });
+        QObject::connect(&app, &AppDelegate::screenShareFailed,
+                         [this](const QString& why) { refusals << why; });
+        QObject::connect(&app, &AppDelegate::waitingForScreenChanged,
+                         [this](bool waiting) { waitingChanges.push_back(waiting); });
+    }
+    ~ScreenShare() override {
+        if (manager->status != RecordingStatus::Idle)
+            manager->stopRecording();
+        app.setRecordManager(nullptr);
+    }
+
+    RecordRequest fullScreen() const {
+        RecordRequest region;
+        region.screenNumber = 0;
+        return region;
+    }
+
+    TempHome home;
+    AppDelegate app{std::make_unique<SettingsStore>(home.path() + "/s.conf"), FRAMEDECK_RESOURCE_DIR};
+    MemoryKeyValueStore engineSettings;
+    std::unique_ptr<RVRecordManager> manager;
+    std::vector<std::function<void(const QString&)>> asked;
+    int selections = 0;
+    int started = 0;
+    QStringList refusals;
+    std::vector<bool> waitingChanges;
+};
+
+} // namespace
+
+TEST_F(ScreenShare, RecordingStartsOnTheDesktopsYesAndPressesMeanwhileDoNothing) {
+    app.recordSelectedRegion(fullScreen());
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_TRUE(app.isWaitingForScreen());
+    EXPECT_EQ(manager->status, RecordingStatus::Idle);
+    EXPECT_EQ(started, 0);
+
+    // The record button again, and a second area chosen: neither asks twice
+    // nor opens a selection.
+    app.recordScreenClicked();
+    app.recordSelectedRegion(fullScreen());
+    EXPECT_EQ(selections, 0);
+    EXPECT_EQ(asked.size(), 1u);
+
+    asked[0]({});
+    EXPECT_FALSE(app.isWaitingForScreen());
+    EXPECT_EQ(manager->status, RecordingStatus::Recording);
+    EXPECT_EQ(started, 1);
+    EXPECT_TRUE(refusals.isEmpty());
+    EXPECT_EQ(waitingChanges, (std::vector<bool>{true, false}));
+}
+
+TEST_F(ScreenShare, ANoStartsNothingAndTheNextPressAsksAgain) {
+    app.recordSelectedRegion(fullScreen());
+    ASSERT_EQ(asked.size(), 1u);
+    asked[0]("the screen cast was cancelled");
+    EXPECT_EQ(refusals, QStringList{"the screen cast was cancelled"});
+    EXPECT_FALSE(app.isWaitingForScreen());
+    EXPECT_EQ(manager->status, RecordingStatus::Idle);
+    EXPECT_EQ(started, 0);
+
+    app.recordScreenClicked();
+    EXPECT_EQ(selections, 1);
+    app.recordSelectedRegion(fullScreen());
+    EXPECT_EQ(asked.size(), 2u);
+}
