@@ -1,5 +1,7 @@
 #include "stack/PlatformLoader.h"
 
+#include "app/SettingsStore.h"
+#include "core/EMLog.h"
 #include "platform/portal/GlobalShortcuts.h"
 #include "platform/portal/PortalCapture.h"
 #include "platform/portal/PortalRules.h"
@@ -39,6 +41,27 @@ public:
     }
 };
 
+// The portal's restore token, kept with the user's settings so that the
+// monitor picked once is shared again without asking. Read and written on
+// the main thread, through a store of its own on the same file (QSettings
+// merges the keys each one changed).
+constexpr std::string_view kRestoreTokenKey = "ScreenCastRestoreToken";
+
+portalcapture::RestoreTokenStore settingsTokenStore() {
+    portalcapture::RestoreTokenStore store;
+    store.load = [] {
+        return SettingsStore().stringForKey(kRestoreTokenKey);
+    };
+    store.save = [](const std::string& token) {
+        SettingsStore settings;
+        settings.setString(kRestoreTokenKey, token);
+        if (!settings.synchronize())
+            EMLog::showMessage("%s %d cannot keep the screen-cast choice in %s", __func__, __LINE__,
+                               settings.fileName().toLocal8Bit().constData());
+    };
+    return store;
+}
+
 // A Wayland session: the screen through the portal, the monitors from the
 // compositor, no window list; sound and cameras as everywhere. The broker,
 // when given, must outlive the factory.
@@ -47,8 +70,7 @@ public:
     PortalPulseV4l2Factory(std::shared_ptr<PointerFeed> pointer, portalcapture::ScreenShareBroker* share)
         : pointer_(std::move(pointer)), share_(share) {}
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
-        return portalcapture::createScreenSource(request,
-                                                 {portalcapture::fileTokenStore(), pointer_, share_});
+        return portalcapture::createScreenSource(request, {settingsTokenStore(), pointer_, share_});
     }
     std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
         return nullptr;
@@ -69,7 +91,7 @@ public:
     portalcapture::ScreenShareBroker& broker() { return broker_; }
 
 private:
-    portalcapture::ScreenShareBroker broker_{portalcapture::fileTokenStore()};
+    portalcapture::ScreenShareBroker broker_{settingsTokenStore()};
 };
 
 } // namespace

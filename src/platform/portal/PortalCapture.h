@@ -97,8 +97,4 @@ void takeScreenshot(QObject* context,
 // The same, blocking the caller until the portal answers (the command line).
 QImage takeScreenshot(std::string& error);
 
-// A small file in the application's settings folder
-// ($XDG_CONFIG_HOME/FrameDeck/screencast-restore-token).
-RestoreTokenStore fileTokenStore();
-
 } // namespace portalcapture

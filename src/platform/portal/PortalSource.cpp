@@ -6,11 +6,7 @@
 #include "platform/portal/PortalRules.h"
 #include "platform/portal/ScreenCastSession.h"
 
-#include <QDir>
-#include <QFile>
 #include <QObject>
-#include <QSaveFile>
-#include <QStandardPaths>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -216,11 +212,6 @@ private:
     std::thread thread_;
 };
 
-QString tokenPath() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-           "/FrameDeck/screencast-restore-token";
-}
-
 } // namespace
 
 std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
@@ -262,26 +253,6 @@ void ScreenShareBroker::request(std::function<void(const std::string& error)> do
 
 std::unique_ptr<ScreenCastSession> ScreenShareBroker::take() {
     return std::move(ready_);
-}
-
-RestoreTokenStore fileTokenStore() {
-    RestoreTokenStore store;
-    store.load = [] {
-        QFile file(tokenPath());
-        if (!file.open(QIODevice::ReadOnly))
-            return std::string();
-        return file.readAll().trimmed().toStdString();
-    };
-    store.save = [](const std::string& token) {
-        const QString path = tokenPath();
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray::fromStdString(token + "\n")) < 0 ||
-            !file.commit())
-            EMLog::showMessage("%s %d cannot keep the screen-cast choice in %s", __func__, __LINE__,
-                               path.toLocal8Bit().constData());
-    };
-    return store;
 }
 
 } // namespace portalcapture

@@ -19,7 +19,9 @@ fi
 framedeck=$2
 out=$HOME/recordings
 mkdir -p "$out"
-token_file=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/screencast-restore-token
+settings=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/FrameDeck.conf
+# The token as the settings hold it.
+kept_token() { sed -n 's/^ScreenCastRestoreToken=//p' "$settings" 2>/dev/null | head -n1; }
 seconds=3
 failures=0
 
@@ -91,8 +93,8 @@ else
 fi
 
 # --- the choice is kept
-[[ -s $token_file ]] || fail "no restore token kept in $token_file"
-first_token=$(cat "$token_file" 2>/dev/null || true)
+first_token=$(kept_token)
+[[ -n $first_token ]] || fail "no restore token kept in $settings"
 
 # --- an area, through the restored session
 area=$out/area.mp4
@@ -109,7 +111,7 @@ else
 fi
 # The restored session hands out a token again (the same one, with this
 # portal), so a third recording restores too.
-second_token=$(cat "$token_file" 2>/dev/null || true)
+second_token=$(kept_token)
 [[ -n $first_token && -n $second_token ]] || fail "the second recording kept no restore token"
 
 if ((failures)); then
