@@ -257,10 +257,13 @@ std::unique_ptr<PipeWireStream> PipeWireStream::connect(UniqueFd remote, uint32_
             SPA_POD_CHOICE_ENUM_Id(3, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRA),
             SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_RANGE_Rectangle(&defaultSize, &minSize, &maxSize),
             SPA_FORMAT_VIDEO_framerate, SPA_POD_CHOICE_RANGE_Fraction(&defaultRate, &minRate, &maxRate)));
-        result = pw_stream_connect(
-            i.stream.get(), PW_DIRECTION_INPUT, node,
-            static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), &format,
-            1);
+        // Never relinked: when the shared screen goes away, the recording
+        // must hear of it, not carry on with another video source.
+        result = pw_stream_connect(i.stream.get(), PW_DIRECTION_INPUT, node,
+                                   static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT |
+                                                                PW_STREAM_FLAG_MAP_BUFFERS |
+                                                                PW_STREAM_FLAG_DONT_RECONNECT),
+                                   &format, 1);
     }
     pw_thread_loop_unlock(i.loop.get());
     if (!i.core || !i.stream || result < 0) {

@@ -1,0 +1,216 @@
+#include "platform/portal/StreamSource.h"
+
+#include "core/EMLog.h"
+#include "platform/portal/CursorMeta.h"
+#include "platform/portal/HeldPicture.h"
+#include "platform/portal/PipeWireStream.h"
+#include "platform/portal/PortalRules.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace portalcapture {
+namespace {
+
+// Frames in flight, as for the X11 grab: one being filled, the push queue's
+// four, one being encoded.
+constexpr int kPoolFrames = 6;
+// The portal's stream agrees on its format within a few round trips; longer
+// means it never will.
+constexpr std::chrono::seconds kFormatTimeout{10};
+
+class StreamScreenSource : public CaptureSource {
+public:
+    StreamScreenSource(const ScreenCaptureRequest& request, std::shared_ptr<PointerFeed> pointer,
+                       ScreenOpener open)
+        : request_(request), pointer_(std::move(pointer)), open_(std::move(open)),
+          fps_(request.fps > 0 ? request.fps : 25) {}
+    ~StreamScreenSource() override { stop(); }
+
+    bool start(std::string& error) override {
+        std::optional<SharedScreen> shared = open_(error);
+        if (!shared)
+            return false;
+        keepAlive_ = std::move(shared->keepAlive);
+        const bool cursorMetadata = shared->cursorMetadata;
+        node_ = shared->node;
+        PipeWireStream::Callbacks callbacks;
+        callbacks.onPicture = [this](const StreamPicture& picture) {
+            pictureArrived(picture);
+        };
+        if (cursorMetadata && pointer_) {
+            // From here on the decorations take the pointer from the stream
+            // only; until its first position they draw no cursor.
+            pointer_->activate();
+            callbacks.onCursor = [this](const CursorUpdate& update) {
+                cursorMoved(update);
+            };
+        }
+        callbacks.onFailure = [this](const std::string& message) {
+            streamFailed(message);
+        };
+        stream_ = PipeWireStream::connect(std::move(shared->remote), node_, cursorMetadata,
+                                          std::move(callbacks), error);
+        int streamWidth = 0;
+        int streamHeight = 0;
+        if (!stream_ || !stream_->waitForFormat(kFormatTimeout, streamWidth, streamHeight, error)) {
+            release();
+            return false;
+        }
+        area_ = streamAreaFor(request_.screen, request_.captureRect, streamWidth, streamHeight);
+        streamWidth_ = streamWidth;
+        streamHeight_ = streamHeight;
+        if (area_.width <= 0) {
+            error = "the capture area lies outside the screen";
+            release();
+            return false;
+        }
+        {
+            std::lock_guard lock(mutex_);
+            held_ = std::make_unique<HeldPicture>(area_);
+            stopping_ = false;
+        }
+        pool_ = FramePool::create(area_.width, area_.height, kPoolFrames);
+        EMLog::showMessage("%s %d screen cast: node %u, %dx%d stream, area %d,%d %dx%d, cursor as %s",
+                           __func__, __LINE__, node_, streamWidth, streamHeight, area_.x, area_.y,
+                           area_.width, area_.height, cursorMetadata ? "metadata" : "pixels");
+        thread_ = std::thread([this] { run(); });
+        return true;
+    }
+
+    void stop() override {
+        {
+            std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        if (thread_.joinable())
+            thread_.join();
+        release();
+    }
+
+    CaptureCapabilities capabilities() const override { return {true, false, false}; }
+    int frameWidth() const override { return area_.width; }
+    int frameHeight() const override { return area_.height; }
+
+private:
+    // PipeWire thread.
+    void pictureArrived(const StreamPicture& picture) {
+        const double arrival = captureClockNow();
+        std::lock_guard lock(mutex_);
+        if (held_)
+            held_->store(picture.pixels, picture.stride, picture.width, picture.height, arrival);
+    }
+
+    // PipeWire thread. The stream's size is read as the format agreed it
+    // (a later renegotiation does not move the monitor's origin).
+    void cursorMoved(const CursorUpdate& update) {
+        const std::optional<std::pair<int, int>> at = cursor_.apply(update);
+        std::optional<PointerFeed::Position> root;
+        if (at)
+            if (const auto p = pointerInRoot(request_.screen, at->first, at->second, streamWidth_.load(),
+                                             streamHeight_.load()))
+                root = PointerFeed::Position{p->first, p->second};
+        pointer_->set(root);
+    }
+
+    // PipeWire thread: handed to the screen thread, which reports it.
+    void streamFailed(const std::string& message) {
+        {
+            std::lock_guard lock(mutex_);
+            failure_ = message.empty() ? "the screen cast ended" : message;
+        }
+        wake_.notify_all();
+    }
+
+    // Main thread, with the screen thread ended: the stream first, so no
+    // picture arrives into a closed session.
+    void release() {
+        stream_.reset();
+        keepAlive_.reset();
+        if (pointer_)
+            pointer_->reset();
+    }
+
+    // "ScreenOutputQueue": one picture every 1/fps on fixed deadlines, the
+    // newest the stream brought, or the one before when nothing changed.
+    void run() {
+        nameCurrentThread("ScreenOutputQueue");
+        using Clock = std::chrono::steady_clock;
+        const auto period =
+            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps_));
+        auto next = Clock::now();
+        uint64_t skipped = 0;
+        std::unique_lock lock(mutex_);
+        while (true) {
+            wake_.wait_until(lock, next, [this] { return stopping_ || !failure_.empty(); });
+            if (stopping_)
+                return;
+            if (!failure_.empty()) {
+                const std::string message = failure_;
+                lock.unlock();
+                deliverFailure(message);
+                return;
+            }
+            lock.unlock();
+            sendHeldPicture(skipped);
+            lock.lock();
+            next += period;
+            const auto now = Clock::now();
+            if (next < now)
+                next += period * ((now - next) / period + 1);
+        }
+    }
+
+    void sendHeldPicture(uint64_t& skipped) {
+        VideoFramePtr frame = pool_->acquire();
+        if (!frame) {
+            if (++skipped == 1 || skipped % 100 == 0)
+                EMLog::showMessage("%s %d screen frames skipped (encoder behind): %llu", __func__, __LINE__,
+                                   static_cast<unsigned long long>(skipped));
+            return;
+        }
+        const std::optional<HeldPicture::Copied> copied = held_->copyTo(frame->pixels);
+        if (!copied)
+            return; // nothing has arrived yet
+        // A new picture keeps the time it arrived; a repeated one is what the
+        // screen showed now.
+        frame->captureTime = copied->arrival.value_or(captureClockNow());
+        // A repeat is pushed only when its decorations changed.
+        frame->pictureChanged = copied->arrival.has_value();
+        frame->originX = request_.screen.x + area_.x;
+        frame->originY = request_.screen.y + area_.y;
+        deliverVideo(frame);
+    }
+
+    const ScreenCaptureRequest request_;
+    const std::shared_ptr<PointerFeed> pointer_;
+    const ScreenOpener open_;
+    const double fps_;
+    CursorState cursor_; // PipeWire thread
+    std::atomic<int> streamWidth_{0};
+    std::atomic<int> streamHeight_{0};
+    std::shared_ptr<void> keepAlive_;
+    uint32_t node_ = 0;
+    std::unique_ptr<PipeWireStream> stream_;
+    StreamArea area_;
+    std::shared_ptr<FramePool> pool_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::unique_ptr<HeldPicture> held_; // set under mutex_ before the thread starts
+    bool stopping_ = false;
+    std::string failure_;
+    std::thread thread_;
+};
+
+} // namespace
+
+std::unique_ptr<CaptureSource> createStreamSource(const ScreenCaptureRequest& request,
+                                                  std::shared_ptr<PointerFeed> pointer, ScreenOpener open) {
+    return std::make_unique<StreamScreenSource>(request, std::move(pointer), std::move(open));
+}
+
+} // namespace portalcapture
