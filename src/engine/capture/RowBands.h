@@ -25,6 +25,7 @@ public:
     void addAll(int height) { add(0, height, height); }
     void clear() { bands_.clear(); }
 
+    bool operator==(const RowBands&) const = default;
     bool empty() const { return bands_.empty(); }
     const std::vector<Band>& bands() const { return bands_; }
     int64_t rowCount() const;

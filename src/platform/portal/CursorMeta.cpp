@@ -1,5 +1,7 @@
 #include "platform/portal/CursorMeta.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <spa/buffer/buffer.h>
 #include <spa/buffer/meta.h>
 
@@ -28,6 +30,29 @@ std::optional<CursorUpdate> readCursorMeta(const spa_buffer& buffer) {
                                     : CursorUpdate::Visibility::Shown;
     }
     return update;
+}
+
+std::optional<RowBands> readDamageRows(const spa_buffer& buffer, int height) {
+    const spa_meta* meta = spa_buffer_find_meta(&buffer, SPA_META_VideoDamage);
+    if (!meta || !meta->data)
+        return std::nullopt;
+    RowBands rows;
+    bool named = false;
+    // The regions fill the metadata up to the first empty one.
+    const spa_meta_region* region = nullptr;
+    spa_meta_for_each(region, meta) {
+        if (!spa_meta_region_is_valid(region))
+            break;
+        named = true;
+        const int64_t top = region->region.position.y;
+        const int64_t bottom = top + static_cast<int64_t>(region->region.size.height);
+        if (bottom > 0 && top < height)
+            rows.add(static_cast<int>(std::max<int64_t>(top, 0)),
+                     static_cast<int>(std::min<int64_t>(bottom, height)), height);
+    }
+    if (!named)
+        return std::nullopt;
+    return rows;
 }
 
 std::optional<std::pair<int, int>> CursorState::apply(const CursorUpdate& update) {

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "engine/capture/RowBands.h"
+
 #include <optional>
 #include <utility>
 
 struct spa_buffer;
 
+// What a stream buffer says besides its picture: where the pointer is, and
+// which rows changed.
 namespace portalcapture {
 
 // What one stream buffer says about the pointer, read from its cursor
@@ -24,6 +28,11 @@ struct CursorUpdate {
 // Nothing when the buffer carries no cursor metadata or says nothing new
 // (cursor id 0). Any thread.
 std::optional<CursorUpdate> readCursorMeta(const spa_buffer& buffer);
+
+// The rows of a `height`-row picture that its buffer's damage metadata
+// (SPA_META_VideoDamage) says changed since the stream's picture before.
+// Nothing when the buffer carries none, or names no region: not known.
+std::optional<RowBands> readDamageRows(const spa_buffer& buffer, int height);
 
 // The pointer as the stream last described it, across buffers that each
 // carry a part of it. One thread (the stream's).

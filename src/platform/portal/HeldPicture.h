@@ -1,9 +1,11 @@
 #pragma once
 
 #include "core/SampleBuffers.h"
+#include "engine/capture/RowBands.h"
 #include "platform/portal/PortalRules.h"
 
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -15,6 +17,10 @@ namespace portalcapture {
 // sends frames only when something on screen moves, but a recording needs a
 // picture for every frame time, also after the last change.
 //
+// Where the stream says which rows changed (its damage), only those rows are
+// copied, into the held picture and into each frame buffer it fills: a still
+// desktop then costs no copying at all.
+//
 // Thread-safe: store() runs on the PipeWire thread, copyTo() on the screen
 // thread.
 class HeldPicture {
@@ -22,29 +28,45 @@ public:
     explicit HeldPicture(StreamArea area);
 
     // Copies `area` out of a stream picture (4 bytes a pixel, rows `stride`
-    // bytes apart) that arrived at `arrival` on the capture clock. A picture
-    // smaller than the area's far corner is ignored (a stream renegotiating
-    // its size), and so is a pointer at no pixels.
-    void store(const uint8_t* pixels, int stride, int width, int height, double arrival);
+    // bytes apart) that arrived at `arrival` on the capture clock.
+    // `changedRows`: the stream picture's rows that differ from the stream's
+    // picture before (nothing: not known, all of them). A picture smaller
+    // than the area's far corner is ignored (a stream renegotiating its
+    // size), and so is a pointer at no pixels.
+    void store(const uint8_t* pixels, int stride, int width, int height, double arrival,
+               const std::optional<RowBands>& changedRows = std::nullopt);
 
     struct Copied {
         // When the copied picture arrived; unset when it was copied before.
         std::optional<double> arrival;
+        // The rows, in the area, that differ from the picture copied before
+        // (nothing: not known).
+        std::optional<RowBands> changedRows;
     };
-    // Copies the held picture into `target` (the area's size). Nothing when
-    // no picture has arrived yet.
-    std::optional<Copied> copyTo(PixelBufferView& target);
+    // Brings `target` (the area's size) up to the held picture: the rows
+    // that changed since this buffer was filled last, plus `drawnRows`
+    // (rows something was drawn on since); all rows of a buffer not seen
+    // before. Nothing when no picture has arrived yet.
+    std::optional<Copied> copyTo(PixelBufferView& target, const RowBands& drawnRows = {});
 
     int width() const { return area_.width; }
     int height() const { return area_.height; }
 
 private:
+    void noteChange(const std::optional<RowBands>& rows);
+
     const StreamArea area_;
     std::mutex mutex_;
     std::vector<uint8_t> pixels_; // rows of area_.width * 4 bytes
     bool have_ = false;
     bool fresh_ = false;
     double arrival_ = 0;
+    int streamWidth_ = 0;
+    int streamHeight_ = 0;
+    // Area rows changed since the last copyTo (nothing: all of them).
+    std::optional<RowBands> changed_;
+    // Rows of each frame buffer (by its pixels) that lag the held picture.
+    std::map<const uint8_t*, RowBands> staleIn_;
 };
 
 } // namespace portalcapture

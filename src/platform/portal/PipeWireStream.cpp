@@ -38,6 +38,9 @@ constexpr int kMinBuffers = 2;
 constexpr int kDefaultBuffers = 4;
 constexpr int kMaxBuffers = 16;
 constexpr int kLargestSide = 16384;
+// Damage regions a buffer may name; a desktop with more to say names one
+// that covers them.
+constexpr int kDamageRegions = 16;
 
 void initPipeWire() {
     static std::once_flag once;
@@ -68,6 +71,9 @@ struct PipeWireStream::Impl {
 
     // PipeWire thread only.
     bool streaming = false;
+    // The rows changed since the last picture handed on, over buffers given
+    // back unread (nothing: not known).
+    std::optional<RowBands> pendingRows;
 
     void fail(const std::string& message) {
         {
@@ -93,7 +99,7 @@ struct PipeWireStream::Impl {
         }
         uint8_t storage[1024];
         spa_pod_builder b = SPA_POD_BUILDER_INIT(storage, sizeof(storage));
-        const spa_pod* params[3];
+        const spa_pod* params[4];
         uint32_t count = 0;
         params[count++] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
             &b, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
@@ -109,7 +115,16 @@ struct PipeWireStream::Impl {
                 SPA_POD_CHOICE_RANGE_Int(static_cast<int>(cursorMetaSize(64)),
                                          static_cast<int>(cursorMetaSize(1)),
                                          static_cast<int>(cursorMetaSize(kCursorMetaSide)))));
+        // Which rows changed, where the desktop says: the picture is then
+        // copied and converted there alone.
+        params[count++] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+            SPA_POD_Id(SPA_META_VideoDamage), SPA_PARAM_META_size,
+            SPA_POD_CHOICE_RANGE_Int(static_cast<int>(sizeof(spa_meta_region) * kDamageRegions),
+                                     static_cast<int>(sizeof(spa_meta_region)),
+                                     static_cast<int>(sizeof(spa_meta_region) * kDamageRegions))));
         pw_stream_update_params(stream.get(), params, count);
+        pendingRows.reset(); // what follows is measured against nothing
         {
             std::lock_guard lock(mutex);
             width = static_cast<int>(info.size.width);
@@ -126,11 +141,27 @@ struct PipeWireStream::Impl {
             if (newest)
                 pw_stream_queue_buffer(stream.get(), newest);
             newest = next;
+            noteDamage(*next->buffer);
         }
         if (!newest)
             return;
         deliver(*newest->buffer);
         pw_stream_queue_buffer(stream.get(), newest);
+    }
+
+    void noteDamage(const spa_buffer& buffer) {
+        if (buffer.n_datas < 1 || !buffer.datas[0].chunk || buffer.datas[0].chunk->size == 0)
+            return; // no picture, so no change to it
+        int rows = 0;
+        {
+            std::lock_guard lock(mutex);
+            rows = height;
+        }
+        const std::optional<RowBands> damage = readDamageRows(buffer, rows);
+        if (!damage)
+            pendingRows.reset();
+        else if (pendingRows)
+            pendingRows->add(*damage, rows);
     }
 
     void deliver(const spa_buffer& buffer) {
@@ -158,6 +189,7 @@ struct PipeWireStream::Impl {
         if (data.chunk->offset + static_cast<uint64_t>(picture.stride) * picture.height > data.maxsize)
             return;
         picture.pixels = static_cast<const uint8_t*>(data.data) + data.chunk->offset;
+        picture.changedRows = std::exchange(pendingRows, RowBands{});
         if (callbacks.onPicture)
             callbacks.onPicture(picture);
     }

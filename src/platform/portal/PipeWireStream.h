@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace portalcapture {
@@ -17,6 +18,9 @@ struct StreamPicture {
     int stride = 0;
     int width = 0;
     int height = 0;
+    // The rows that differ from the picture handed on before, where the
+    // stream says (its damage); nothing: not known.
+    std::optional<RowBands> changedRows;
 };
 
 // A PipeWire video stream from a portal's remote: one thread of PipeWire's

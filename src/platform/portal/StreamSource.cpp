@@ -102,7 +102,8 @@ private:
         const double arrival = captureClockNow();
         std::lock_guard lock(mutex_);
         if (held_)
-            held_->store(picture.pixels, picture.stride, picture.width, picture.height, arrival);
+            held_->store(picture.pixels, picture.stride, picture.width, picture.height, arrival,
+                         picture.changedRows);
     }
 
     // PipeWire thread. The stream's size is read as the format agreed it
@@ -173,9 +174,11 @@ private:
                                    static_cast<unsigned long long>(skipped));
             return;
         }
-        const std::optional<HeldPicture::Copied> copied = held_->copyTo(frame->pixels);
+        std::optional<HeldPicture::Copied> copied = held_->copyTo(frame->pixels, frame->drawnRows);
         if (!copied)
             return; // nothing has arrived yet
+        frame->drawnRows.clear();
+        frame->changedRows = std::move(copied->changedRows);
         // A new picture keeps the time it arrived; a repeated one is what the
         // screen showed now.
         frame->captureTime = copied->arrival.value_or(captureClockNow());

@@ -93,6 +93,29 @@ TEST(CursorMeta, NeverReadsPastTheMetadata) {
     EXPECT_FALSE(readCursorMeta(truncated.buffer)) << "a cursor record that does not fit";
 }
 
+TEST(CursorMeta, DamageNamesTheChangedRowsOrNothing) {
+    spa_meta_region regions[3]{};
+    spa_meta meta{SPA_META_VideoDamage, sizeof(regions), regions};
+    spa_buffer buffer{};
+    buffer.n_metas = 1;
+    buffer.metas = &meta;
+    EXPECT_FALSE(readDamageRows(buffer, 100)) << "no region named: not known";
+
+    // Rows 10-19 and 15-29 merge; a region reaching past the picture is cut;
+    // the list ends at the first empty region.
+    regions[0].region = {{5, 10}, {20, 10}};
+    regions[1].region = {{0, 15}, {1, 15}};
+    regions[2].region = {{0, 90}, {4, 50}};
+    auto rows = readDamageRows(buffer, 100);
+    ASSERT_TRUE(rows);
+    EXPECT_EQ(rows->bands(), (std::vector<RowBands::Band>{{10, 30}, {90, 100}}));
+    regions[1].region.size = {0, 0};
+    EXPECT_EQ(readDamageRows(buffer, 100)->bands(), (std::vector<RowBands::Band>{{10, 20}}));
+
+    spa_buffer bare{};
+    EXPECT_FALSE(readDamageRows(bare, 100));
+}
+
 TEST(CursorMeta, StateKeepsAHiddenPointerHiddenUntilAPictureComes) {
     CursorState state;
     EXPECT_FALSE(state.current());

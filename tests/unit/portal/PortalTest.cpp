@@ -92,12 +92,16 @@ TEST(HeldPicture, CropsAndRepeatsTheNewestPicture) {
             EXPECT_EQ(px[2], 7);
         }
 
-    // No news: the same picture again, with no arrival time of its own.
+    // No news: the same picture again, with no arrival time of its own;
+    // only the rows drawn on since are copied again.
     std::fill(target.begin(), target.end(), 0);
-    copied = held.copyTo(view);
+    RowBands drawn;
+    drawn.add(2, 3, 3);
+    copied = held.copyTo(view, drawn);
     ASSERT_TRUE(copied);
     EXPECT_FALSE(copied->arrival);
     EXPECT_EQ(view.row(2)[3 * 4], 6);
+    EXPECT_EQ(view.row(0)[0], 0) << "a row nothing changed in was copied again";
 
     // A picture too small for the area (a stream changing size) is not taken.
     const auto small = streamPicture(5, 4, 20);
@@ -109,6 +113,58 @@ TEST(HeldPicture, CropsAndRepeatsTheNewestPicture) {
     // A target of another size is refused rather than overrun.
     PixelBufferView wrong{target.data(), 3, 3, 20};
     EXPECT_FALSE(held.copyTo(wrong));
+}
+
+TEST(HeldPicture, CopiesOnlyTheRowsTheStreamSaysChanged) {
+    // Rows 2 to 5 of a 4x8 stream, filling two frame buffers in turn.
+    HeldPicture held({0, 2, 4, 4});
+    std::vector<uint8_t> a(4 * 4 * 4), b(4 * 4 * 4);
+    PixelBufferView viewA{a.data(), 4, 4, 16}, viewB{b.data(), 4, 4, 16};
+    const auto rows = [](int first, int end) {
+        RowBands r;
+        r.add(first, end, 1000);
+        return r;
+    };
+    const auto blue = [](const PixelBufferView& v, int y) {
+        return v.row(y)[2];
+    };
+
+    auto picture = streamPicture(4, 8, 16);
+    held.store(picture.data(), 16, 4, 8, 1.0, rows(0, 8));
+    auto copied = held.copyTo(viewA);
+    ASSERT_TRUE(copied);
+    EXPECT_FALSE(copied->changedRows) << "the first picture is all new";
+    EXPECT_EQ(held.copyTo(viewB)->changedRows, RowBands{}) << "nothing changed since the copy before";
+    EXPECT_EQ(blue(viewB, 3), 7) << "a buffer seen for the first time is filled whole";
+
+    // Stream rows 3 and 5 change, the damage names row 3 only: the held
+    // picture and each buffer take row 3 (area row 1) and nothing else.
+    picture[3 * 16 + 2] = picture[5 * 16 + 2] = 9;
+    held.store(picture.data(), 16, 4, 8, 2.0, rows(3, 4));
+    copied = held.copyTo(viewA);
+    EXPECT_EQ(copied->arrival, 2.0);
+    EXPECT_EQ(copied->changedRows, rows(1, 2));
+    EXPECT_EQ(blue(viewA, 1), 9);
+    EXPECT_EQ(blue(viewA, 3), 7);
+    EXPECT_EQ(blue(viewB, 1), 7);
+    copied = held.copyTo(viewB);
+    EXPECT_EQ(blue(viewB, 1), 9) << "the other buffer lagged in the same row";
+    EXPECT_EQ(copied->changedRows, RowBands{});
+
+    // A change outside the area is no news for the recording.
+    held.store(picture.data(), 16, 4, 8, 3.0, rows(7, 8));
+    copied = held.copyTo(viewA);
+    EXPECT_FALSE(copied->arrival);
+    EXPECT_EQ(copied->changedRows, RowBands{});
+
+    // Unknown damage, or a stream of another size: every row of every buffer.
+    held.store(picture.data(), 16, 4, 8, 4.0);
+    EXPECT_FALSE(held.copyTo(viewA)->changedRows);
+    EXPECT_EQ(blue(viewA, 3), 9);
+    auto wider = streamPicture(6, 8, 24);
+    held.store(wider.data(), 24, 6, 8, 5.0, rows(0, 1));
+    EXPECT_FALSE(held.copyTo(viewB)->changedRows);
+    EXPECT_EQ(blue(viewB, 3), 7);
 }
 
 TEST(ScreenBackend, WaylandSessionsUseThePortal) {
