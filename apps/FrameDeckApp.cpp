@@ -325,7 +325,23 @@ void FrameDeckApp::connectWindow() {
         options.fullScreenIndex = displayIndex_;
         selection_->setOptions(options);
         stack_->recordManager().startRecordScreen();
-        selection_->readyToRecordScreen(0);
+        if (!stack_->screenShare() ||
+            recordVideoTypeFromInt(app_.recordVideoType) != RecordVideoType::CustomArea) {
+            selection_->readyToRecordScreen(0);
+            return;
+        }
+        // Wayland: the overlay has no picture of the screen of its own, and a
+        // compositor may show black behind a full-screen window (sway does):
+        // the area is chosen on the portal's picture of the desktop. Without
+        // one, it is chosen over what the compositor shows beneath.
+        PlatformLoader::portalDesktopScreenshot(
+            this, [this](const QImage& desktop, const std::string& error) {
+                if (desktop.isNull())
+                    EMLog::showMessage("%s %d no picture of the desktop for the area's overlay: %s", __func__,
+                                       __LINE__, error.c_str());
+                if (stack_->recordManager().status == RecordingStatus::Idle && !app_.isWaitingForScreen())
+                    selection_->readyToRecordScreen(0, desktop);
+            });
     });
     connect(&app_, &AppDelegate::recordingStarted, this, &FrameDeckApp::onRecordingStarted);
     connect(&app_, &AppDelegate::recordingPaused, this, [this](bool paused) {

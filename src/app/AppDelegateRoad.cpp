@@ -107,8 +107,11 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
     // The desktop may show its own picker and wait for the user: the start
     // waits for its answer here, with the window live, not inside the
     // capture's start.
-    setWaitingForScreen(true);
     const unsigned question = ++screenQuestion_;
+    setWaitingForScreen(true);
+    // Given up already, by whoever heard of the wait.
+    if (!waitingForScreen_ || question != screenQuestion_)
+        return;
     shareScreen([self = QPointer<AppDelegate>(this), request, question](const QString& error) {
         if (!self || question != self->screenQuestion_ || !self->waitingForScreen_)
             return;

@@ -186,6 +186,11 @@ void portalMainDisplayScreenshot(QObject* context,
                                   });
 }
 
+void portalDesktopScreenshot(QObject* context,
+                             std::function<void(const QImage& image, const std::string& error)> done) {
+    portalcapture::takeScreenshot(context, std::move(done));
+}
+
 QImage portalMainDisplayScreenshot(std::string& error) {
     return mainOutputOf(portalcapture::takeScreenshot(error));
 }

@@ -82,6 +82,9 @@ void portalMainDisplayScreenshot(QObject* context,
                                  std::function<void(const QImage& image, const std::string& error)> done);
 // The same, blocking the caller (the command line).
 QImage portalMainDisplayScreenshot(std::string& error);
+// The whole desktop, every monitor where the compositor puts it, the same way.
+void portalDesktopScreenshot(QObject* context,
+                             std::function<void(const QImage& image, const std::string& error)> done);
 
 // Global hotkeys where no client may listen to the keyboard (Wayland): the
 // desktop portal's GlobalShortcuts, where the desktop offers it. Dropping
