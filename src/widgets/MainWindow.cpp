@@ -330,6 +330,9 @@ void MainWindow::setFinishing() {
 void MainWindow::setWaitingForScreen(bool waiting) {
     waitingForScreen_ = waiting;
     cancelWaitButton_->setVisible(waiting);
+    // Its menu has nothing to offer meanwhile, and the waiting text needs
+    // the room the cancel button takes.
+    startSetsButton_->setVisible(!waiting);
     if (!waiting) {
         setRecordingState(status_);
         return;

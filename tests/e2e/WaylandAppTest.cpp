@@ -186,9 +186,11 @@ TEST_F(App, WaylandNoWindowKindAndTheWaitForThePortalCanBeCancelled) {
                 return;
             EXPECT_TRUE(cancel->isVisible());
             EXPECT_EQ(cancel->text(), L("Main_Cancel_Waiting"));
-            savePicture(&frameDeck->mainWindow(), "wayland-main-waiting-with-cancel-en");
             // Pressed from the event loop, while the portal is being asked.
-            QTimer::singleShot(0, cancel, [cancel] { cancel->click(); });
+            QTimer::singleShot(0, cancel, [this, cancel] {
+                savePicture(&frameDeck->mainWindow(), "wayland-main-waiting-with-cancel-en");
+                cancel->click();
+            });
         });
     record->click();
     ASSERT_TRUE(QTest::qWaitFor([&] { return cancels == 1; }, 30000));
