@@ -144,11 +144,24 @@ void FrameDeckApp::buildEngine() {
     app_.hasCamera = [this] {
         return !stack_->captureFactory().cameras().empty();
     };
-    if (stack_->screenShare())
-        app_.shareScreen = [this](std::function<void(const QString& error)> done) {
-            stack_->screenShare()->request(
+    if (PlatformLoader::ScreenShare* share = stack_->screenShare()) {
+        app_.shareScreen = [share](std::function<void(const QString& error)> done) {
+            share->request(
                 [done = std::move(done)](const std::string& error) { done(QString::fromStdString(error)); });
         };
+        app_.cancelShareScreen = [share] {
+            share->cancel();
+        };
+        // No window source through the portal (Wayland lists no windows to a
+        // client, and FrameDeck does not ask the portal's own window picker):
+        // the kind stays unavailable; the portal's answer only decides what
+        // the tool tip says.
+        app_.setWindowKindUnavailable("Main_App_Window_Unavailable_Wayland");
+        share->askWindowSharing([this](bool offered) {
+            if (!offered)
+                app_.setWindowKindUnavailable("Main_App_Window_Unavailable_Desktop");
+        });
+    }
 
     FrameCompositor::Hooks compositorHooks;
     compositorHooks.cameraPreview = [this](const PixelBufferView& frame) {
@@ -312,7 +325,23 @@ void FrameDeckApp::connectWindow() {
         options.fullScreenIndex = displayIndex_;
         selection_->setOptions(options);
         stack_->recordManager().startRecordScreen();
-        selection_->readyToRecordScreen(0);
+        if (!stack_->screenShare() ||
+            recordVideoTypeFromInt(app_.recordVideoType) != RecordVideoType::CustomArea) {
+            selection_->readyToRecordScreen(0);
+            return;
+        }
+        // Wayland: the overlay has no picture of the screen of its own, and a
+        // compositor may show black behind a full-screen window (sway does):
+        // the area is chosen on the portal's picture of the desktop. Without
+        // one, it is chosen over what the compositor shows beneath.
+        PlatformLoader::portalDesktopScreenshot(
+            this, [this](const QImage& desktop, const std::string& error) {
+                if (desktop.isNull())
+                    EMLog::showMessage("%s %d no picture of the desktop for the area's overlay: %s", __func__,
+                                       __LINE__, error.c_str());
+                if (stack_->recordManager().status == RecordingStatus::Idle && !app_.isWaitingForScreen())
+                    selection_->readyToRecordScreen(0, desktop);
+            });
     });
     connect(&app_, &AppDelegate::recordingStarted, this, &FrameDeckApp::onRecordingStarted);
     connect(&app_, &AppDelegate::recordingPaused, this, [this](bool paused) {
@@ -334,6 +363,12 @@ void FrameDeckApp::connectWindow() {
     connect(&app_, &AppDelegate::waitingForScreenChanged, this, [this](bool waiting) {
         window_->setWaitingForScreen(waiting);
         tray_->trayIcon()->setToolTip(L(waiting ? "Main_Waiting_For_Screen" : "Meun_App"));
+    });
+    connect(w, &MainWindow::cancelWaitClicked, this, [this] { app_.cancelWaitingForScreen(); });
+    connect(&app_, &AppDelegate::screenShareCancelled, this, [this] {
+        // The overlay of the chosen area stays up until the recording starts.
+        selection_->stopRecording();
+        window_->setRecordingState(RecordingStatus::Idle);
     });
     connect(&app_, &AppDelegate::screenShareFailed, this, [this](const QString& error) {
         // The area's frame was put up for a recording that does not come.

@@ -86,8 +86,19 @@ public:
     // needed. `done` runs on the main thread, with an empty error once the
     // screen is shared.
     std::function<void(std::function<void(const QString& error)> done)> shareScreen;
+    // Withdraws the question shareScreen asked; its `done` may then never run.
+    std::function<void()> cancelShareScreen;
     // Between a screen recording's request and the desktop's answer.
     bool isWaitingForScreen() const { return waitingForScreen_; }
+    // The user gives up waiting for the desktop (the cancel button, or the
+    // start/stop press of the tray or a hotkey): the question is withdrawn,
+    // nothing starts, a later press asks again. Nothing while not waiting.
+    void cancelWaitingForScreen();
+    // Where single windows cannot be recorded (a Wayland desktop): the
+    // localisation key saying why, empty where they can. A window kind
+    // chosen meanwhile falls back to full screen.
+    const char* windowKindUnavailableKey() const { return windowKindUnavailableKey_; }
+    void setWindowKindUnavailable(const char* reasonKey);
     // No global hotkeys in this session (a Wayland desktop that offers no
     // shortcuts portal, or refused ours); set by whoever listens for keys.
     bool globalHotkeysUnavailable() const { return globalHotkeysUnavailable_; }
@@ -160,7 +171,11 @@ signals:
     // The desktop did not share the screen (refused, cancelled, no portal):
     // no recording starts.
     void screenShareFailed(const QString& error);
+    // The user gave up waiting for the desktop: no recording starts.
+    void screenShareCancelled();
     void globalHotkeysChanged();
+    // windowKindUnavailableKey() changed; so may have recordVideoType.
+    void windowKindAvailabilityChanged();
     void alertRequested(const QString& message);
     // The screen kinds: show the selection overlays (and countdown).
     void regionSelectionRequested();
@@ -180,9 +195,16 @@ private:
     void stopRoad();
     void applyAudioItems(int systemItem, int micphoneItem);
     void setWaitingForScreen(bool waiting);
+    // The window kind where it cannot be recorded becomes full screen; true
+    // when it did.
+    bool leaveUnavailableWindowKind();
     int progressCount_ = 0;
     bool waitingForScreen_ = false;
+    // Counts the questions to the desktop, so that the answer to one given
+    // up is not taken for the answer to the next.
+    unsigned screenQuestion_ = 0;
     bool globalHotkeysUnavailable_ = false;
+    const char* windowKindUnavailableKey_ = "";
 
 private:
     std::unique_ptr<SettingsStore> store_;

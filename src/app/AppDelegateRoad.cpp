@@ -47,9 +47,12 @@ void AppDelegate::recordAfterScreenClicked() {
         stopRoad();
         return;
     }
-    // The desktop is still deciding about the last press.
-    if (waitingForScreen_)
+    // The desktop is still deciding about the last press: the same press
+    // that would stop a recording gives up the wait.
+    if (waitingForScreen_) {
+        cancelWaitingForScreen();
         return;
+    }
     // The last file is still being finished; its end (the list, the state
     // of the window) comes first.
     if (recordManager->encodeManager().isFinishing()) {
@@ -104,9 +107,13 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
     // The desktop may show its own picker and wait for the user: the start
     // waits for its answer here, with the window live, not inside the
     // capture's start.
+    const unsigned question = ++screenQuestion_;
     setWaitingForScreen(true);
-    shareScreen([self = QPointer<AppDelegate>(this), request](const QString& error) {
-        if (!self)
+    // Given up already, by whoever heard of the wait.
+    if (!waitingForScreen_ || question != screenQuestion_)
+        return;
+    shareScreen([self = QPointer<AppDelegate>(this), request, question](const QString& error) {
+        if (!self || question != self->screenQuestion_ || !self->waitingForScreen_)
             return;
         self->setWaitingForScreen(false);
         if (!error.isEmpty()) {
@@ -117,6 +124,33 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
         if (self->recordManager && self->recordManager->status == RecordingStatus::Idle)
             self->startRecordingTo(true, request);
     });
+}
+
+void AppDelegate::cancelWaitingForScreen() {
+    if (!waitingForScreen_)
+        return;
+    ++screenQuestion_;
+    if (cancelShareScreen)
+        cancelShareScreen();
+    EMLog::showMessage("%s %d the wait for the desktop to share the screen was cancelled", __func__,
+                       __LINE__);
+    setWaitingForScreen(false);
+    emit screenShareCancelled();
+}
+
+void AppDelegate::setWindowKindUnavailable(const char* reasonKey) {
+    windowKindUnavailableKey_ = reasonKey ? reasonKey : "";
+    leaveUnavailableWindowKind();
+    emit windowKindAvailabilityChanged();
+}
+
+bool AppDelegate::leaveUnavailableWindowKind() {
+    if (!*windowKindUnavailableKey_ || recordVideoTypeFromInt(recordVideoType) != RecordVideoType::AppWindow)
+        return false;
+    EMLog::showMessage("%s %d no window recordings here (%s): full screen instead", __func__, __LINE__,
+                       windowKindUnavailableKey_);
+    recordVideoType = toInt(RecordVideoType::FullScreen);
+    return true;
 }
 
 void AppDelegate::setWaitingForScreen(bool waiting) {
@@ -290,6 +324,8 @@ void AppDelegate::autoStopSetsAction(int item) {
 void AppDelegate::areaChangeAction(int kind) {
     generateMemoryInfo();
     recordVideoType = std::clamp(kind, 0, 4);
+    if (leaveUnavailableWindowKind())
+        emit windowKindAvailabilityChanged();
 }
 
 void AppDelegate::frameChangeAction(int index) {

@@ -209,6 +209,13 @@ int runRecordCommand(int argc, char** argv) {
     const PlatformLoader::ScreenBackend backend = options->backend
                                                       ? *PlatformLoader::screenBackendNamed(*options->backend)
                                                       : PlatformLoader::sessionScreenBackend();
+    // The portal backend has no window source: Wayland lists no windows to
+    // a client, and FrameDeck asks the portal for a monitor only.
+    if (request.recordVideoType == RecordVideoType::AppWindow &&
+        backend == PlatformLoader::ScreenBackend::Portal)
+        return fail(kExitUsage,
+                    "window recordings are not available through the desktop portal (Wayland): "
+                    "record --mode full or --mode area, or use --backend x11 where an X server runs");
     if (wantsScreen && !PlatformLoader::displayAvailable(backend, &error))
         return fail(kExitNoDisplay, error);
     if (wantsSound && !PlatformLoader::soundServerAvailable(&error))

@@ -245,9 +245,11 @@ void RVClipView::paintEvent(QPaintEvent*) {
     // laid over another picture (the watermark preview), that picture shows.
     const bool seeThrough = screenImage_.isNull() && overlayAlpha_ <= 0;
     if (!seeThrough) {
+        // A translucent window without a frozen picture (a Wayland client
+        // cannot read the screen) dims the live desktop beneath instead.
         if (!screenImage_.isNull())
             p.drawImage(rect(), screenImage_);
-        else
+        else if (!window()->testAttribute(Qt::WA_TranslucentBackground))
             p.fillRect(rect(), Qt::black);
         QColor dim(Qt::black);
         dim.setAlphaF(overlayAlpha_);

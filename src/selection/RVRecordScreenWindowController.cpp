@@ -13,6 +13,7 @@
 #include <QGraphicsOpacityEffect>
 #include <QKeyEvent>
 #include <QPropertyAnimation>
+#include <QScreen>
 #include <cmath>
 
 namespace {
@@ -23,6 +24,10 @@ constexpr double kDefaultCountdownSeconds = 3;
 constexpr int kBadgeFadeMilliseconds = 300;
 constexpr int kBadgeFontSize = 60;
 constexpr double kBadgeRingWidth = 10;
+
+bool onWayland() {
+    return QGuiApplication::platformName().startsWith("wayland");
+}
 
 QString rectText(const RectD& r) {
     return QString::asprintf("{{%g, %g}, {%g, %g}}", r.x, r.y, r.width, r.height);
@@ -86,14 +91,27 @@ void RVRecordScreenWindowController::startRecorderScreen(const ScreenInfo& targe
     const RectD onDesktop = WindowServer::shared().screenToDesktop(screen.frame);
     const QRect geometry(int(onDesktop.x), int(onDesktop.y), int(onDesktop.width), int(onDesktop.height));
 
-    window_ = new QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                                       Qt::X11BypassWindowManagerHint | Qt::Tool);
+    Qt::WindowFlags flags = Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+    if (!onWayland())
+        flags |= Qt::X11BypassWindowManagerHint | Qt::Tool;
+    window_ = new QWidget(nullptr, flags);
     window_->setWindowTitle("FrameDeck selection");
     window_->setGeometry(geometry);
     recordScreenView_ = new RVClipView(window_, geometry.size(), 0, delegate_->recordVideoType());
     recordScreenView_->setScreenImage(frozen);
     recordScreenView_->setDelegate(this);
-    window_->show();
+    if (onWayland()) {
+        // No frozen picture here: the desktop itself shows through, dimmed.
+        window_->setAttribute(Qt::WA_TranslucentBackground);
+        // A Wayland client cannot place a window, and a floating one lands
+        // wherever the compositor likes: the overlay asks to fill its output
+        // instead, which puts its origin at the output's.
+        if (QScreen* output = QGuiApplication::screenAt(geometry.center()))
+            window_->setScreen(output);
+        window_->showFullScreen();
+    } else {
+        window_->show();
+    }
     makeKeyWindow();
 
     eventMonitor_ = std::make_unique<KeyMonitor>([this] { onEscape(); });
@@ -323,7 +341,7 @@ void RVRecordScreenWindowController::startRecording() {
     }
     // A Wayland client can neither place a window nor shape what it shows:
     // the ring would become an opaque window over the recorded screen.
-    if (!QGuiApplication::platformName().startsWith("wayland")) {
+    if (!onWayland()) {
         frameWindow_ = std::make_unique<RecordingFrameWindow>();
         frameWindow_->surround(selectedRegion.desktopRect);
         frameWindow_->show();

@@ -16,7 +16,7 @@ SelectionSession::~SelectionSession() {
     clearRecordWindowControllerArray();
 }
 
-void SelectionSession::readyToRecordScreen(int recordingStatus) {
+void SelectionSession::readyToRecordScreen(int recordingStatus, const QImage& desktop) {
     if (recordingStatus != 0)
         return;
     EMLog::showMessage("%s %d", __func__, __LINE__);
@@ -28,9 +28,15 @@ void SelectionSession::readyToRecordScreen(int recordingStatus) {
     const std::vector<WindowInfo> windows = server.onScreenWindows();
     const std::vector<ScreenInfo> screens = server.screens();
     std::vector<QImage> pictures;
-    for (const ScreenInfo& s : screens)
-        pictures.push_back(Screenshot::imageRectangleScreen(
-            server.desktopToWindowList(server.screenToDesktop(s.frame)), {}));
+    for (const ScreenInfo& s : screens) {
+        QImage picture =
+            Screenshot::imageRectangleScreen(server.desktopToWindowList(server.screenToDesktop(s.frame)), {});
+        if (picture.isNull() && !desktop.isNull()) {
+            const RectD r = server.desktopToWindowList(server.screenToDesktop(s.frame));
+            picture = desktop.copy(int(r.x), int(r.y), int(r.width), int(r.height));
+        }
+        pictures.push_back(picture);
+    }
     for (std::size_t i = 0; i < screens.size(); ++i)
         controllers_.push_back(std::make_unique<RVRecordScreenWindowController>(this, settings_));
     // Full screen may choose at once inside startRecorderScreen, which can

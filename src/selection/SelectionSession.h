@@ -4,6 +4,7 @@
 #include "selection/RVRecordScreenWindowControllerDelegate.h"
 #include "selection/RegionSelection.h"
 
+#include <QImage>
 #include <QObject>
 #include <memory>
 #include <vector>
@@ -39,7 +40,10 @@ public:
     // Opens the overlays, only while `recordingStatus` is 0 (idle): the
     // screens are photographed and the window list taken first, then each
     // screen gets its overlay and the one under the pointer is made key.
-    void readyToRecordScreen(int recordingStatus = 0);
+    // `desktop`, when given, is a picture of the whole desktop taken for
+    // the overlays where the window server cannot take one (a Wayland
+    // client reads the screen through the desktop portal only).
+    void readyToRecordScreen(int recordingStatus = 0, const QImage& desktop = {});
     // Closes every overlay and frame.
     void clearRecordWindowControllerArray();
     const std::vector<std::unique_ptr<RVRecordScreenWindowController>>& recordWindowControllerArray() const {

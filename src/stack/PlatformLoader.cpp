@@ -11,6 +11,7 @@
 #include "platform/v4l2/V4l2Camera.h"
 #include "platform/x11capture/X11Capture.h"
 
+#include <QObject>
 #include <cstdlib>
 #include <cstring>
 
@@ -88,10 +89,22 @@ public:
     void request(std::function<void(const std::string& error)> done) override {
         broker_.request(std::move(done));
     }
+    void cancel() override { broker_.cancel(); }
+    void askWindowSharing(std::function<void(bool offered)> done) override {
+        portalcapture::readSourceTypes(
+            &context_, [done = std::move(done)](uint32_t types, const std::string& error) {
+                if (!error.empty())
+                    EMLog::showMessage("%s %d %s", __func__, __LINE__, error.c_str());
+                EMLog::showMessage("%s %d the desktop's screen-cast portal offers source types %u", __func__,
+                                   __LINE__, types);
+                done((types & portalcapture::kSourceTypeWindow) != 0);
+            });
+    }
     portalcapture::ScreenShareBroker& broker() { return broker_; }
 
 private:
     portalcapture::ScreenShareBroker broker_{settingsTokenStore()};
+    QObject context_; // the portal's answers are dropped with it
 };
 
 } // namespace
@@ -171,6 +184,11 @@ void portalMainDisplayScreenshot(QObject* context,
                                   [done = std::move(done)](const QImage& desktop, const std::string& error) {
                                       done(mainOutputOf(desktop), error);
                                   });
+}
+
+void portalDesktopScreenshot(QObject* context,
+                             std::function<void(const QImage& image, const std::string& error)> done) {
+    portalcapture::takeScreenshot(context, std::move(done));
 }
 
 QImage portalMainDisplayScreenshot(std::string& error) {

@@ -40,6 +40,14 @@ public:
     // `done` runs on the main thread once the desktop has answered, with an
     // empty error when the screen is shared.
     virtual void request(std::function<void(const std::string& error)> done) = 0;
+    // Gives up waiting for the answer: the desktop's question is withdrawn
+    // and `done` of the requests waiting never runs; the next request asks
+    // afresh.
+    virtual void cancel() = 0;
+    // Whether the desktop would share a single window (not only whole
+    // monitors); `done` runs on the main thread, false also when it cannot
+    // tell.
+    virtual void askWindowSharing(std::function<void(bool offered)> done) = 0;
 };
 
 // The capture backends of one recording stack.
@@ -74,6 +82,9 @@ void portalMainDisplayScreenshot(QObject* context,
                                  std::function<void(const QImage& image, const std::string& error)> done);
 // The same, blocking the caller (the command line).
 QImage portalMainDisplayScreenshot(std::string& error);
+// The whole desktop, every monitor where the compositor puts it, the same way.
+void portalDesktopScreenshot(QObject* context,
+                             std::function<void(const QImage& image, const std::string& error)> done);
 
 // Global hotkeys where no client may listen to the keyboard (Wayland): the
 // desktop portal's GlobalShortcuts, where the desktop offers it. Dropping

@@ -21,6 +21,7 @@ namespace {
 
 const char* const kModeKeys[] = {"Main_Full_Screen", "Main_Custom_Area", "Main_App_Window", "Main_Camera",
                                  "Main_Audio_Only"};
+constexpr int kAppWindowKind = 2;
 const Icons::Glyph kModeGlyphs[] = {Icons::Glyph::Monitor, Icons::Glyph::Area, Icons::Glyph::Window,
                                     Icons::Glyph::CameraOn, Icons::Glyph::Microphone};
 
@@ -57,6 +58,9 @@ MainWindow::MainWindow(AppDelegate& app, QWidget* parent) : QMainWindow(parent),
     connect(&LanguageNotifier::instance(), &LanguageNotifier::ChangeLanguageNotification, this,
             &MainWindow::ChangeLoanguage);
     selectKind(app_.recordVideoType);
+    // The window kind may have become unavailable (and the kind full screen).
+    connect(&app_, &AppDelegate::windowKindAvailabilityChanged, this,
+            [this] { selectKind(app_.recordVideoType); });
     ChangeLoanguage();
 }
 
@@ -183,8 +187,13 @@ void MainWindow::buildFooter(QWidget* parent, QVBoxLayout* column) {
     pauseButton_->setMinimumHeight(46);
     pauseButton_->setIconSize({20, 20});
     connect(pauseButton_, &QPushButton::clicked, this, &MainWindow::pauseOrResumeClicked);
+    cancelWaitButton_ = new QPushButton(parent);
+    cancelWaitButton_->setMinimumHeight(46);
+    cancelWaitButton_->setVisible(false);
+    connect(cancelWaitButton_, &QPushButton::clicked, this, &MainWindow::cancelWaitClicked);
     row->addWidget(recordButton_, 1);
     row->addWidget(pauseButton_);
+    row->addWidget(cancelWaitButton_);
     row->addWidget(startSetsButton_);
     column->addLayout(row);
 
@@ -290,6 +299,10 @@ void MainWindow::applyKindVisibility() {
     levelMeter_->setVisible(audioOnly);
     for (QAbstractButton* b : modeGroup_->buttons())
         b->setEnabled(!recording);
+    // Kept in its place, greyed, so that the tool tip can say why.
+    const char* windowUnavailable = app_.windowKindUnavailableKey();
+    modeGroup_->button(kAppWindowKind)->setEnabled(!recording && !*windowUnavailable);
+    modeGroup_->button(kAppWindowKind)->setToolTip(*windowUnavailable ? L(windowUnavailable) : QString());
 }
 
 void MainWindow::setRecordingState(RecordingStatus status) {
@@ -315,6 +328,11 @@ void MainWindow::setFinishing() {
 }
 
 void MainWindow::setWaitingForScreen(bool waiting) {
+    waitingForScreen_ = waiting;
+    cancelWaitButton_->setVisible(waiting);
+    // Its menu has nothing to offer meanwhile, and the waiting text needs
+    // the room the cancel button takes.
+    startSetsButton_->setVisible(!waiting);
     if (!waiting) {
         setRecordingState(status_);
         return;
@@ -391,6 +409,7 @@ void MainWindow::ChangeLoanguage() {
     audioFormatLabel_->setText(L("Main_AudioFormat"));
     overlayLabel_->setText(L("Main_CaptureCamera"));
     systemAudioLabel_->setText(L("Main_SystemAudio"));
+    cancelWaitButton_->setText(L("Main_Cancel_Waiting"));
     micphoneLabel_->setText(L("Main_Micphone"));
 
     fillCombo(qualityBox_, IndexTables::frameTitleKeys(), static_cast<int>(app_.framItemIndex));
@@ -409,5 +428,8 @@ void MainWindow::ChangeLoanguage() {
     fillOnOff(overlayBox_, overlayOn_);
     if (cameraNames_.isEmpty())
         cameraBox_->setPlaceholderText(L("SelectCaptrue"));
-    setRecordingState(status_);
+    if (waitingForScreen_)
+        setWaitingForScreen(true);
+    else
+        setRecordingState(status_);
 }

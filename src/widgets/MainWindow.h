@@ -45,6 +45,8 @@ public:
     // Controls, for tests and the tray.
     QPushButton* recordButton() const { return recordButton_; }
     QPushButton* pauseButton() const { return pauseButton_; }
+    // Shown beside the record button while the desktop is asked for the screen.
+    QPushButton* cancelWaitButton() const { return cancelWaitButton_; }
     QToolButton* modeButton(int kind) const;
     QComboBox* systemAudioBox() const { return systemAudioBox_; }
     QComboBox* displayBox() const { return displayBox_; }
@@ -58,6 +60,7 @@ signals:
     void areaChangeAction(int kind);
     void recordClicked();
     void pauseOrResumeClicked();
+    void cancelWaitClicked();
     void frameChangeAction(int index);
     void fpsChangeAction(int index);
     void videoTypeChangeAction(int index);
@@ -126,6 +129,8 @@ private:
     QToolButton* startSetsButton_ = nullptr;
     QMenu* startMenu_ = nullptr;
     QPushButton* pauseButton_ = nullptr;
+    QPushButton* cancelWaitButton_ = nullptr;
+    bool waitingForScreen_ = false;
     QList<QToolButton*> tools_;
     QMenu* languageMenu_ = nullptr;
     QStringList displayNames_;

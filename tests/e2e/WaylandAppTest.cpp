@@ -1,11 +1,13 @@
 // The real FrameDeck application on a Wayland desktop (headless sway, the
 // desktop portal, PipeWire; scripts/test-desktop --wayland): the record
-// button goes through the portal without stalling the window, and the file
+// button goes through the portal without stalling the window, the wait can be
+// given up, an area dragged in the overlay is what is recorded, and the file
 // shows the desktop.
 #include "AppFixture.h"
 #include "app/LanguageManager.h"
 #include "preferences/PreferencesWindow.h"
 #include "preferences/ShortcutsTab.h"
+#include "selection/RVRecordScreenWindowController.h"
 
 #include <QApplication>
 #include <QColor>
@@ -95,6 +97,118 @@ TEST_F(App, WaylandFullScreenThroughThePortalFromTheButton) {
     recordFor(1500);
     EXPECT_NE(app->outputPath, first);
     EXPECT_EQ(probeSize(app->outputPath), "1920x1080");
+}
+
+// The headless compositor has no pointer device to drive, so the drag is
+// given to the overlay's view as Qt mouse events; the overlay's window, the
+// portal, the stream and the crop are the real ones.
+TEST_F(App, WaylandCustomAreaDraggedInTheOverlayIsRecordedAtItsSizeAndPlace) {
+    chooseKind(1);
+    savePicture(&frameDeck->mainWindow(), "wayland-main-custom-area-en");
+    frameDeck->mainWindow().recordButton()->click();
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !frameDeck->selection().recordWindowControllerArray().empty(); }));
+    RVRecordScreenWindowController* overlay = frameDeck->selection().recordWindowControllerArray()[0].get();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return overlay->window() && overlay->window()->isVisible(); }));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(overlay->window()));
+    // One window filling the output: the compositor says so once it shows it.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return overlay->window()->isFullScreen(); }, 10000));
+    EXPECT_EQ(overlay->window()->size(), QSize(1920, 1080));
+    savePicture(overlay->window(), "wayland-overlay-before-drag-en");
+
+    RVClipView* view = overlay->recordScreenView();
+    // Left of the floating main window, below the bar: the background.
+    const QPoint from(100, 600);
+    const QPoint to(500, 900);
+    QTest::mousePress(view, Qt::LeftButton, {}, from);
+    QTest::mouseMove(view, (from + to) / 2);
+    QTest::mouseMove(view, to);
+    QTest::mouseRelease(view, Qt::LeftButton, {}, to);
+    QPushButton* start = view->okBtn();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return start->isVisible(); }, 5000));
+    QTest::qWait(300); // the selection painted and shown by the compositor
+    savePicture(overlay->window(), "wayland-overlay-area-en");
+    // What the compositor shows, overlay and desktop beneath.
+    QProcess::execute(
+        "grim", {QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app/wayland-desktop-overlay-area.png"});
+    QTest::mouseClick(start, Qt::LeftButton);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 60000)) << alerts.join("\n").toStdString();
+    QTest::qWait(2500);
+    savePicture(&frameDeck->mainWindow(), "wayland-main-recording-area-en");
+    frameDeck->mainWindow().recordButton()->click();
+    waitForFinishedStop();
+    EXPECT_TRUE(alerts.isEmpty()) << alerts.join("\n").toStdString();
+
+    const QString path = app->outputPath;
+    ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
+    EXPECT_EQ(probeSize(path), "400x300");
+    const QImage frame = frameAt(path, 1.0);
+    ASSERT_FALSE(frame.isNull());
+    frame.save(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app/wayland-recorded-area-frame.png");
+    // All of it is the desktop's background: the overlay is gone, and the
+    // area was cut where it was dragged (the bar, the main window or a
+    // shifted cut would show elsewhere in it).
+    for (const QPoint at : {QPoint(4, 4), QPoint(200, 150), QPoint(395, 295)})
+        EXPECT_TRUE(near(frame.pixel(at), background()))
+            << at.x() << "," << at.y() << " " << QColor(frame.pixel(at)).name().toStdString();
+}
+
+// Wayland lists no windows and this portal shares monitors only: the window
+// kind is greyed out and says why, in each language. And the wait for the
+// portal can be given up from the window; the next press then records.
+TEST_F(App, WaylandNoWindowKindAndTheWaitForThePortalCanBeCancelled) {
+    QToolButton* windowKind = frameDeck->mainWindow().modeButton(2);
+    EXPECT_FALSE(windowKind->isEnabled());
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return windowKind->toolTip() == L("Main_App_Window_Unavailable_Desktop"); }, 30000))
+        << windowKind->toolTip().toStdString();
+    EXPECT_FALSE(windowKind->isEnabled());
+    savePicture(&frameDeck->mainWindow(), "wayland-main-no-window-kind-en");
+    const char* tags[] = {"zh-Hans", "zh-Hant"};
+    for (int language = 1; language <= 2; ++language) {
+        app->setLange(language);
+        EXPECT_EQ(windowKind->toolTip(), L("Main_App_Window_Unavailable_Desktop"));
+        EXPECT_FALSE(windowKind->toolTip().startsWith("This")) << language;
+        savePicture(&frameDeck->mainWindow(),
+                    QString("wayland-main-no-window-kind-%1").arg(tags[language - 1]));
+    }
+    app->setLange(0);
+
+    chooseKind(0);
+    QPushButton* record = frameDeck->mainWindow().recordButton();
+    QPushButton* cancel = frameDeck->mainWindow().cancelWaitButton();
+    EXPECT_FALSE(cancel->isVisible());
+    int cancels = 0;
+    QObject::connect(app.get(), &AppDelegate::screenShareCancelled, [&] { ++cancels; });
+    const auto cancelWhileWaiting =
+        QObject::connect(app.get(), &AppDelegate::waitingForScreenChanged, [&](bool waiting) {
+            if (!waiting)
+                return;
+            EXPECT_TRUE(cancel->isVisible());
+            EXPECT_EQ(cancel->text(), L("Main_Cancel_Waiting"));
+            // Pressed from the event loop, while the portal is being asked.
+            QTimer::singleShot(0, cancel, [this, cancel] {
+                savePicture(&frameDeck->mainWindow(), "wayland-main-waiting-with-cancel-en");
+                cancel->click();
+            });
+        });
+    record->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return cancels == 1; }, 30000));
+    EXPECT_FALSE(app->isWaitingForScreen());
+    EXPECT_FALSE(cancel->isVisible());
+    EXPECT_TRUE(record->isEnabled());
+    EXPECT_EQ(record->text(), L("Main_Start_Recording"));
+    // Whatever the portal still answers starts nothing.
+    QTest::qWait(2000);
+    EXPECT_EQ(status(), 0u);
+    EXPECT_EQ(started, 0);
+    EXPECT_TRUE(alerts.isEmpty()) << alerts.join("\n").toStdString();
+    savePicture(&frameDeck->mainWindow(), "wayland-main-after-cancel-en");
+
+    QObject::disconnect(cancelWhileWaiting);
+    const QString path = recordFor(1500);
+    EXPECT_EQ(probeSize(path), "1920x1080");
+    EXPECT_TRUE(alerts.isEmpty()) << alerts.join("\n").toStdString();
 }
 
 TEST_F(App, WaylandScreenshotThroughThePortalFromTheToolRow) {

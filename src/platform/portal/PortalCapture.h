@@ -5,6 +5,7 @@
 #include "engine/capture/CaptureTypes.h"
 
 #include <QImage>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +27,14 @@ bool sessionAvailable(std::string* error = nullptr);
 // The compositor's outputs (wl_output) in its order, sizes in pixels; the
 // first one counts as primary. Empty without a compositor.
 std::vector<RVScreen> listOutputs();
+
+// The kinds of source the desktop's screen-cast portal offers (its
+// AvailableSourceTypes property), read without blocking the caller: `done`
+// runs on `context`'s thread with the bits, or 0 and why when no portal
+// answers.
+constexpr uint32_t kSourceTypeMonitor = 1;
+constexpr uint32_t kSourceTypeWindow = 2;
+void readSourceTypes(QObject* context, std::function<void(uint32_t types, const std::string& error)> done);
 
 // Where the portal's restore token is kept between recordings.
 struct RestoreTokenStore {
@@ -55,6 +64,10 @@ public:
     // gets its answer too; with a session already shared, `done` runs at once.
     void request(std::function<void(const std::string& error)> done);
     bool waiting() const { return !waiters_.empty(); }
+    // Stops waiting: the portal's pending request is closed (with the
+    // session it made so far), the waiters are dropped unanswered, and the
+    // next request asks the portal afresh.
+    void cancel();
     // The shared session, once; null when none is ready.
     std::unique_ptr<ScreenCastSession> take();
 

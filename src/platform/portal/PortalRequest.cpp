@@ -38,9 +38,41 @@ signals:
     void done();
 };
 
+void PortalCancel::cancel() {
+    std::lock_guard lock(mutex_);
+    if (cancelled_)
+        return;
+    cancelled_ = true;
+    if (!requestPath_.isEmpty()) {
+        // Sent, not awaited: the caller is the main thread. Only the
+        // connection that made the request may close it.
+        QDBusConnection bus(connectionName_);
+        if (bus.isConnected())
+            bus.send(
+                QDBusMessage::createMethodCall(PortalRequest::kService, requestPath_, kRequest, "Close"));
+    }
+    // Queued into the waiting thread's loop; posted before its exec(), the
+    // quit still ends it as soon as it runs.
+    if (loop_)
+        QMetaObject::invokeMethod(loop_, &QEventLoop::quit, Qt::QueuedConnection);
+}
+
+bool PortalCancel::cancelled() const {
+    std::lock_guard lock(mutex_);
+    return cancelled_;
+}
+
+void PortalCancel::waitFor(const QString& connectionName, const QString& requestPath, QEventLoop* loop) {
+    std::lock_guard lock(mutex_);
+    connectionName_ = connectionName;
+    requestPath_ = requestPath;
+    loop_ = loop;
+}
+
 PortalRequest::PortalRequest(const std::string& connectionName)
-    : bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                         QString::fromStdString(connectionName))) {
+    : bus_(
+          QDBusConnection::connectToBus(QDBusConnection::SessionBus, QString::fromStdString(connectionName))),
+      connectionName_(connectionName) {
 }
 
 bool PortalRequest::connected(std::string& error) const {
@@ -61,6 +93,12 @@ QString PortalRequest::token() {
 bool PortalRequest::call(const QString& interface, const char* method, QVariantList arguments,
                          QVariantMap options, int answerTimeoutMs, const char* what, QVariantMap& results,
                          std::string& error) {
+    const auto cancelled = [&] {
+        error = std::string(what) + " was cancelled";
+        return false;
+    };
+    if (cancel_ && cancel_->cancelled())
+        return cancelled();
     const QString handleToken = token();
     options.insert("handle_token", handleToken);
     const QString path =
@@ -72,6 +110,8 @@ bool PortalRequest::call(const QString& interface, const char* method, QVariantL
     }
     QEventLoop loop;
     QObject::connect(&waiter, &ResponseWaiter::done, &loop, &QEventLoop::quit);
+    if (cancel_)
+        cancel_->waitFor(QString::fromStdString(connectionName_), path, &loop);
     QDBusMessage message = QDBusMessage::createMethodCall(kService, kObject, interface, method);
     arguments.append(options);
     message.setArguments(arguments);
@@ -84,6 +124,15 @@ bool PortalRequest::call(const QString& interface, const char* method, QVariantL
         loop.exec();
     }
     bus_.disconnect(kService, path, kRequest, "Response", &waiter, SLOT(onResponse(uint, QVariantMap)));
+    if (cancel_) {
+        cancel_->waitFor({}, {}, nullptr);
+        if (cancel_->cancelled()) {
+            // A close that overtook the call found no request to close.
+            if (ok && !waiter.answered)
+                bus_.send(QDBusMessage::createMethodCall(kService, path, kRequest, "Close"));
+            return cancelled();
+        }
+    }
     if (!ok)
         return false;
     if (!waiter.answered) {

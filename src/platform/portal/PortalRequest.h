@@ -4,9 +4,36 @@
 #include <QString>
 #include <QVariantList>
 #include <QVariantMap>
+#include <memory>
+#include <mutex>
 #include <string>
 
+class QEventLoop;
+
 namespace portalcapture {
+
+// Lets the main thread give up an exchange with the portal that runs on a
+// thread of its own: the request the portal is answering is closed there
+// (org.freedesktop.portal.Request.Close, which ends its dialog and sends no
+// Response), the wait for it ends at once, and no later call is made.
+//
+// Thread-safe.
+class PortalCancel {
+public:
+    void cancel();
+    bool cancelled() const;
+
+private:
+    friend class PortalRequest;
+    // The waiting thread says what it waits for; null loop: nothing.
+    void waitFor(const QString& connectionName, const QString& requestPath, QEventLoop* loop);
+
+    mutable std::mutex mutex_;
+    bool cancelled_ = false;
+    QString connectionName_;
+    QString requestPath_;
+    QEventLoop* loop_ = nullptr;
+};
 
 // Calls on the desktop portal (org.freedesktop.portal.Desktop) over a
 // private session-bus connection, for methods that answer through a Request
@@ -26,11 +53,14 @@ public:
     ~PortalRequest() = default;
 
     bool connected(std::string& error) const;
+    // From then on, the calls end early when `cancel` is cancelled.
+    void setCancel(std::shared_ptr<PortalCancel> cancel) { cancel_ = std::move(cancel); }
     QDBusConnection& bus() { return bus_; }
 
     // Calls `method` of `interface` with `arguments` and `options` and waits
     // up to `answerTimeoutMs` for its Response. False with `error` when the
-    // portal refused or failed, or the user cancelled ("`what` was cancelled").
+    // portal refused or failed, or the user (or the PortalCancel) cancelled
+    // ("`what` was cancelled").
     bool call(const QString& interface, const char* method, QVariantList arguments, QVariantMap options,
               int answerTimeoutMs, const char* what, QVariantMap& results, std::string& error);
 
@@ -47,6 +77,8 @@ private:
     QString token();
 
     QDBusConnection bus_;
+    std::string connectionName_;
+    std::shared_ptr<PortalCancel> cancel_;
     unsigned tokens_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "platform/portal/ScreenCastSession.h"
 
 #include "core/EMLog.h"
+#include "platform/portal/PortalCapture.h"
 #include "platform/portal/PortalRequest.h"
 #include "platform/portal/PortalRules.h"
 
@@ -10,7 +11,9 @@
 #include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
 #include <QDBusUnixFileDescriptor>
+#include <QDBusVariant>
 #include <QThread>
 #include <atomic>
 #include <fcntl.h>
@@ -56,9 +59,13 @@ std::atomic<unsigned> connectionCounter{0};
 // The exchange with the portal, on its own thread.
 class ScreenCastExchange {
 public:
-    ScreenCastExchange(ScreenCastSession& session, const ScreenCastRequest& request)
+    ScreenCastExchange(ScreenCastSession& session, const ScreenCastRequest& request,
+                       std::shared_ptr<PortalCancel> cancel = nullptr)
         : session_(session), request_(request),
-          portal_(session.connectionName_ = "framedeck-screencast-" + std::to_string(++connectionCounter)) {}
+          portal_(session.connectionName_ = "framedeck-screencast-" + std::to_string(++connectionCounter)) {
+        if (cancel)
+            portal_.setCancel(std::move(cancel));
+    }
 
     bool run(std::string& error) {
         if (!portal_.connected(error))
@@ -206,12 +213,30 @@ std::unique_ptr<ScreenCastSession> ScreenCastSession::open(const ScreenCastReque
     return session;
 }
 
+namespace {
+
+// One openAsync() not answered yet, a child of its context: cancelOpening()
+// finds it there, and deleting it drops the answer's connection.
+class PendingScreenCast : public QObject {
+    Q_OBJECT
+public:
+    PendingScreenCast(std::shared_ptr<PortalCancel> cancel, QObject* context)
+        : QObject(context), cancel_(std::move(cancel)) {}
+    void cancel() { cancel_->cancel(); }
+
+private:
+    std::shared_ptr<PortalCancel> cancel_;
+};
+
+} // namespace
+
 void ScreenCastSession::openAsync(const ScreenCastRequest& request, QObject* context, Opened done) {
     // Shared by the thread and the answer: whichever ends last frees it,
     // also when the context went away before the portal answered.
     struct Exchange {
         ScreenCastRequest request;
         std::unique_ptr<ScreenCastSession> session{new ScreenCastSession};
+        std::shared_ptr<PortalCancel> cancel = std::make_shared<PortalCancel>();
         bool ok = false;
         std::string error;
     };
@@ -222,20 +247,66 @@ void ScreenCastSession::openAsync(const ScreenCastRequest& request, QObject* con
         return;
     }
     QThread* thread = QThread::create([exchange] {
-        ScreenCastExchange run(*exchange->session, exchange->request);
-        exchange->ok = run.run(exchange->error);
+        ScreenCastExchange run(*exchange->session, exchange->request, exchange->cancel);
+        exchange->ok = run.run(exchange->error) && !exchange->cancel->cancelled();
+        // What the portal made of a session given up is closed here, where
+        // waiting for the portal's reply blocks no window.
+        if (!exchange->ok)
+            exchange->session.reset();
     });
     thread->setObjectName("ScreenCastPortal");
-    // `finished` comes from the ended thread; both slots run on the context's
+    auto* pending = new PendingScreenCast(exchange->cancel, context);
+    // `finished` comes from the ended thread; the slots run on the context's
     // and the thread object's own (the caller's) thread, in this order.
-    QObject::connect(thread, &QThread::finished, context, [exchange, done = std::move(done)] {
-        if (exchange->ok)
-            done(std::move(exchange->session), {});
-        else
-            done(nullptr, exchange->error);
-    });
+    QObject::connect(thread, &QThread::finished, pending,
+                     [pending, exchange, done = std::move(done)]() mutable {
+                         // Taken out first: the connection goes with `pending`, which goes
+                         // before `done` runs (it may ask again).
+                         const Opened answer = std::move(done);
+                         const std::shared_ptr<Exchange> ended = exchange;
+                         delete pending;
+                         if (ended->ok)
+                             answer(std::move(ended->session), {});
+                         else
+                             answer(nullptr, ended->error);
+                     });
     QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->start();
+}
+
+void ScreenCastSession::cancelOpening(QObject* context) {
+    for (PendingScreenCast* pending : context->findChildren<PendingScreenCast*>(Qt::FindDirectChildrenOnly)) {
+        pending->cancel();
+        delete pending;
+    }
+}
+
+void readSourceTypes(QObject* context, std::function<void(uint32_t types, const std::string& error)> done) {
+    QDBusMessage get =
+        QDBusMessage::createMethodCall(kService, kObject, "org.freedesktop.DBus.Properties", "Get");
+    get << kScreenCast << QStringLiteral("AvailableSourceTypes");
+    // The application's own connection: a property read needs no thread.
+    auto* watcher =
+        new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(get, kCallTimeoutMs), context);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context, [watcher, done = std::move(done)] {
+        watcher->deleteLater();
+        const QDBusMessage reply = watcher->reply();
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+            done(0, "no screen-cast portal answered: " + reply.errorMessage().toStdString());
+            return;
+        }
+        done(qdbus_cast<QDBusVariant>(reply.arguments().first()).variant().toUInt(), {});
+    });
+}
+
+// The rest of the broker is with the screen source it hands sessions to
+// (PortalSource.cpp); giving up belongs with the exchange it ends.
+void ScreenShareBroker::cancel() {
+    if (waiters_.empty())
+        return;
+    waiters_.clear();
+    ScreenCastSession::cancelOpening(context_.get());
+    EMLog::showMessage("%s %d the request for the screen was withdrawn", __func__, __LINE__);
 }
 
 ScreenCastSession::~ScreenCastSession() {
@@ -253,3 +324,5 @@ ScreenCastSession::~ScreenCastSession() {
 }
 
 } // namespace portalcapture
+
+#include "ScreenCastSession.moc"

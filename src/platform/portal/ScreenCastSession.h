@@ -52,6 +52,10 @@ public:
     // session is closed unseen.
     using Opened = std::function<void(std::unique_ptr<ScreenCastSession> session, const std::string& error)>;
     static void openAsync(const ScreenCastRequest& request, QObject* context, Opened done);
+    // Gives up every openAsync() started with `context` and not yet
+    // answered: the portal's open request is closed, so is the session made
+    // so far (on the exchange's thread), and their `done` never runs.
+    static void cancelOpening(QObject* context);
     ~ScreenCastSession();
 
     // The PipeWire remote to connect the stream to (taken once).

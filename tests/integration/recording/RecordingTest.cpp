@@ -266,6 +266,8 @@ TEST_F(Recording, BadRequestsFailWithTheirOwnStatusAndNoOutput) {
         {{"--mode", "sideways"}, {}, 2},
         {{"--area", "1800,1000,400,300", "--audio", "none"}, {}, 2},
         {{"--mode", "window", "--window", "0x7fffffff", "--audio", "none"}, {}, 2},
+        // Refused before the portal is looked for: no Wayland desktop needed.
+        {{"--mode", "window", "--window", "0x1", "--backend", "portal", "--audio", "none"}, {}, 2},
         {{"--seconds", "1", "--audio", "none"}, {{"DISPLAY", ":9999"}}, 3},
         {{"--mode", "audio", "--seconds", "1"}, {{"PULSE_SERVER", "unix:/nonexistent/socket"}}, 4},
         {{"--seconds", "1", "--audio", "none", "--output", "/proc/framedeck/out.mp4"}, {}, 5},

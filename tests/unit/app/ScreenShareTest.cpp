@@ -1,6 +1,7 @@
 // The record road through a desktop that has to be asked for the screen (a
-// Wayland portal): the recording starts only on the desktop's yes, a press
-// while it decides does nothing, and a no starts nothing and says why.
+// Wayland portal): the recording starts only on the desktop's yes, a second
+// area while it decides does nothing, a start/stop press gives up the wait,
+// and a no starts nothing and says why.
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "core/KeyValueStore.h"
@@ -32,6 +33,10 @@ struct ScreenShare : ::testing::Test {
         app.shareScreen = [this](std::function<void(const QString&)> done) {
             asked.push_back(std::move(done));
         };
+        app.cancelShareScreen = [this] {
+            ++withdrawn;
+        };
+        QObject::connect(&app, &AppDelegate::screenShareCancelled, [this] { ++cancelled; });
         QObject::connect(&app, &AppDelegate::regionSelectionRequested, [this] { ++selections; });
         QObject::connect(&app, &AppDelegate::recordingStarted, [this] { ++started; });
         QObject::connect(&app, &AppDelegate::screenShareFailed,
@@ -56,6 +61,8 @@ struct ScreenShare : ::testing::Test {
     MemoryKeyValueStore engineSettings;
     std::unique_ptr<RVRecordManager> manager;
     std::vector<std::function<void(const QString&)>> asked;
+    int withdrawn = 0;
+    int cancelled = 0;
     int selections = 0;
     int started = 0;
     QStringList refusals;
@@ -64,16 +71,14 @@ struct ScreenShare : ::testing::Test {
 
 } // namespace
 
-TEST_F(ScreenShare, RecordingStartsOnTheDesktopsYesAndPressesMeanwhileDoNothing) {
+TEST_F(ScreenShare, RecordingStartsOnTheDesktopsYesAndASecondAreaMeanwhileDoesNothing) {
     app.recordSelectedRegion(fullScreen());
     ASSERT_EQ(asked.size(), 1u);
     EXPECT_TRUE(app.isWaitingForScreen());
     EXPECT_EQ(manager->status, RecordingStatus::Idle);
     EXPECT_EQ(started, 0);
 
-    // The record button again, and a second area chosen: neither asks twice
-    // nor opens a selection.
-    app.recordScreenClicked();
+    // A second area chosen neither asks twice nor opens a selection.
     app.recordSelectedRegion(fullScreen());
     EXPECT_EQ(selections, 0);
     EXPECT_EQ(asked.size(), 1u);
@@ -99,4 +104,50 @@ TEST_F(ScreenShare, ANoStartsNothingAndTheNextPressAsksAgain) {
     EXPECT_EQ(selections, 1);
     app.recordSelectedRegion(fullScreen());
     EXPECT_EQ(asked.size(), 2u);
+}
+
+TEST_F(ScreenShare, APressWhileWaitingWithdrawsTheQuestionAndALateYesStartsNothing) {
+    app.cancelWaitingForScreen(); // not waiting: nothing to give up
+    EXPECT_EQ(withdrawn, 0);
+    app.recordSelectedRegion(fullScreen());
+    ASSERT_EQ(asked.size(), 1u);
+
+    // The tray's start/stop item (or its hotkey) while the desktop decides.
+    app.recordScreenClicked();
+    EXPECT_EQ(withdrawn, 1);
+    EXPECT_EQ(cancelled, 1);
+    EXPECT_FALSE(app.isWaitingForScreen());
+    EXPECT_EQ(selections, 0);
+    EXPECT_TRUE(refusals.isEmpty()) << "giving up is no failure to alert about";
+
+    // A desktop that answers all the same starts nothing.
+    asked[0]({});
+    EXPECT_EQ(manager->status, RecordingStatus::Idle);
+    EXPECT_EQ(started, 0);
+
+    // The next press asks again, and that answer counts.
+    app.recordScreenClicked();
+    EXPECT_EQ(selections, 1);
+    app.recordSelectedRegion(fullScreen());
+    ASSERT_EQ(asked.size(), 2u);
+    asked[1]({});
+    EXPECT_EQ(manager->status, RecordingStatus::Recording);
+    EXPECT_EQ(started, 1);
+    EXPECT_EQ(waitingChanges, (std::vector<bool>{true, false, true, false}));
+}
+
+TEST_F(ScreenShare, AWindowKindWhereWindowsCannotBeRecordedFallsBackToFullScreen) {
+    int changes = 0;
+    QObject::connect(&app, &AppDelegate::windowKindAvailabilityChanged, [&] { ++changes; });
+    app.areaChangeAction(toInt(RecordVideoType::AppWindow));
+    app.setWindowKindUnavailable("Main_App_Window_Unavailable_Desktop");
+    EXPECT_EQ(app.recordVideoType, toInt(RecordVideoType::FullScreen));
+    EXPECT_EQ(changes, 1);
+    // Chosen again later (a tray or a stale pop-up): refused the same way.
+    app.areaChangeAction(toInt(RecordVideoType::AppWindow));
+    EXPECT_EQ(app.recordVideoType, toInt(RecordVideoType::FullScreen));
+    EXPECT_EQ(changes, 2);
+    app.areaChangeAction(toInt(RecordVideoType::CustomArea));
+    EXPECT_EQ(app.recordVideoType, toInt(RecordVideoType::CustomArea));
+    EXPECT_EQ(changes, 2);
 }
