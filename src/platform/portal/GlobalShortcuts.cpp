@@ -7,6 +7,7 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QThread>
+#include <algorithm>
 #include <atomic>
 
 namespace portalcapture {
@@ -69,7 +70,24 @@ struct GlobalShortcuts::State {
 
 namespace {
 
-// On the binding thread: properties, CreateSession, BindShortcuts.
+// The ids of the shortcuts a portal answer lists, if it lists any.
+QStringList listedIds(const QVariantMap& results) {
+    QStringList ids;
+    const QVariant listed = results.value("shortcuts");
+    if (!listed.canConvert<QDBusArgument>())
+        return ids;
+    const QDBusArgument argument = listed.value<QDBusArgument>();
+    if (argument.currentSignature() != "a(sa{sv})")
+        return ids;
+    QList<ShortcutEntry> entries;
+    argument >> entries;
+    for (const ShortcutEntry& entry : entries)
+        ids.append(entry.id);
+    return ids;
+}
+
+// On the binding thread: properties, CreateSession, BindShortcuts (unless
+// CreateSession bound them already).
 void bindOnThread(GlobalShortcuts::State& state, const std::vector<GlobalShortcuts::Shortcut>& shortcuts) {
     PortalRequest portal(state.connectionName);
     if (!portal.connected(state.error))
@@ -82,20 +100,30 @@ void bindOnThread(GlobalShortcuts::State& state, const std::vector<GlobalShortcu
         state.error = "the desktop offers no global shortcuts portal";
         return;
     }
+    QList<ShortcutEntry> entries;
+    for (const GlobalShortcuts::Shortcut& s : shortcuts)
+        entries.append(
+            {QString::fromStdString(s.id), {{"description", QString::fromStdString(s.description)}}});
+    // The shortcuts go along with CreateSession as well: KDE's portal before
+    // Plasma 6 registers a session's shortcuts with kglobalaccel from that
+    // option only, answers with them, and its BindShortcuts merely opens the
+    // desktop's shortcut settings (on every start, if we called it). Later
+    // portals ignore the option and bind in BindShortcuts.
     QVariantMap results;
     if (!portal.call(kGlobalShortcuts, "CreateSession", {},
-                     {{"session_handle_token", QStringLiteral("framedeck")}}, PortalRequest::kCallTimeoutMs,
-                     "the shortcuts session", results, state.error))
+                     {{"session_handle_token", QStringLiteral("framedeck")},
+                      {"shortcuts", QVariant::fromValue(entries)}},
+                     PortalRequest::kCallTimeoutMs, "the shortcuts session", results, state.error))
         return;
     state.sessionHandle = pathOrString(results.value("session_handle")).toStdString();
     if (state.sessionHandle.empty()) {
         state.error = "the portal made no shortcuts session";
         return;
     }
-    QList<ShortcutEntry> entries;
-    for (const GlobalShortcuts::Shortcut& s : shortcuts)
-        entries.append(
-            {QString::fromStdString(s.id), {{"description", QString::fromStdString(s.description)}}});
+    const QStringList bound = listedIds(results);
+    if (std::all_of(entries.begin(), entries.end(),
+                    [&](const ShortcutEntry& e) { return bound.contains(e.id); }))
+        return;
     portal.call(kGlobalShortcuts, "BindShortcuts",
                 {QVariant::fromValue(QDBusObjectPath(QString::fromStdString(state.sessionHandle))),
                  QVariant::fromValue(entries), QString()},
