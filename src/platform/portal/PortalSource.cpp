@@ -66,6 +66,14 @@ void ScreenShareBroker::request(std::function<void(const std::string& error)> do
         });
 }
 
+void ScreenShareBroker::cancel() {
+    if (waiters_.empty())
+        return;
+    waiters_.clear();
+    ScreenCastSession::cancelOpening(context_.get());
+    EMLog::showMessage("%s %d the request for the screen was withdrawn", __func__, __LINE__);
+}
+
 std::unique_ptr<ScreenCastSession> ScreenShareBroker::take() {
     return std::move(ready_);
 }

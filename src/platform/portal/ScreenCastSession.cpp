@@ -301,14 +301,6 @@ void readSourceTypes(QObject* context, std::function<void(uint32_t types, const 
 
 // The rest of the broker is with the screen source it hands sessions to
 // (PortalSource.cpp); giving up belongs with the exchange it ends.
-void ScreenShareBroker::cancel() {
-    if (waiters_.empty())
-        return;
-    waiters_.clear();
-    ScreenCastSession::cancelOpening(context_.get());
-    EMLog::showMessage("%s %d the request for the screen was withdrawn", __func__, __LINE__);
-}
-
 ScreenCastSession::~ScreenCastSession() {
     if (connectionName_.empty())
         return;
