@@ -26,9 +26,12 @@ struct StreamDeleter {
     void operator()(pw_stream* stream) const { pw_stream_destroy(stream); }
 };
 
-// Cursor pictures up to this size fit the metadata; the pointer's position
-// is what FrameDeck reads, but the portal sends the bitmap too.
-constexpr int kCursorMetaSide = 256;
+// The largest cursor picture the metadata may be sized for. The desktop
+// fixes the size on its side and the two must overlap, or no metadata is
+// agreed at all and the pointer is lost: GNOME 43 asks for exactly 384x384,
+// so this bound is set well above what any desktop uses. The pointer's
+// position is what FrameDeck reads; the bitmap only says whether it shows.
+constexpr int kCursorMetaSide = 1024;
 constexpr std::size_t cursorMetaSize(int side) {
     return sizeof(spa_meta_cursor) + sizeof(spa_meta_bitmap) + static_cast<std::size_t>(side) * side * 4;
 }
@@ -133,24 +136,46 @@ struct PipeWireStream::Impl {
         changed.notify_all();
     }
 
-    // Hands on the newest filled buffer; older ones waiting behind it are
-    // given back unread (the screen thread only wants the latest picture).
+    // Hands on the newest picture; older ones waiting behind it are given
+    // back unread (the screen thread only wants the latest). Every buffer's
+    // pointer news is read, though: GNOME sends a pointer move as a buffer
+    // with metadata and no picture, which may well be the newest one, and
+    // its new cursor image may come in a buffer older than that.
     void process() {
-        pw_buffer* newest = nullptr;
+        pw_buffer* newestPicture = nullptr;
         while (pw_buffer* next = pw_stream_dequeue_buffer(stream.get())) {
-            if (newest)
-                pw_stream_queue_buffer(stream.get(), newest);
-            newest = next;
             noteDamage(*next->buffer);
+            if (cursorMetadata && callbacks.onCursor)
+                if (const std::optional<CursorUpdate> update = readCursorMeta(*next->buffer))
+                    callbacks.onCursor(*update);
+            if (!hasPicture(*next->buffer)) {
+                pw_stream_queue_buffer(stream.get(), next);
+                continue;
+            }
+            if (newestPicture)
+                pw_stream_queue_buffer(stream.get(), newestPicture);
+            newestPicture = next;
         }
-        if (!newest)
+        if (!newestPicture)
             return;
-        deliver(*newest->buffer);
-        pw_stream_queue_buffer(stream.get(), newest);
+        deliver(*newestPicture->buffer);
+        pw_stream_queue_buffer(stream.get(), newestPicture);
+    }
+
+    static bool hasPicture(const spa_buffer& buffer) {
+        if (buffer.n_datas < 1)
+            return false;
+        const spa_data& data = buffer.datas[0];
+        if (!data.data || !data.chunk || data.chunk->size == 0 ||
+            (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED))
+            return false;
+        auto* header = static_cast<spa_meta_header*>(
+            spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
+        return !header || !(header->flags & SPA_META_HEADER_FLAG_CORRUPTED);
     }
 
     void noteDamage(const spa_buffer& buffer) {
-        if (buffer.n_datas < 1 || !buffer.datas[0].chunk || buffer.datas[0].chunk->size == 0)
+        if (!hasPicture(buffer))
             return; // no picture, so no change to it
         int rows = 0;
         {
@@ -165,20 +190,7 @@ struct PipeWireStream::Impl {
     }
 
     void deliver(const spa_buffer& buffer) {
-        // Read before the picture: a buffer may bring only a pointer move.
-        if (cursorMetadata && callbacks.onCursor)
-            if (const std::optional<CursorUpdate> update = readCursorMeta(buffer))
-                callbacks.onCursor(*update);
-        if (buffer.n_datas < 1)
-            return;
         const spa_data& data = buffer.datas[0];
-        if (!data.data || !data.chunk || data.chunk->size == 0 ||
-            (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED))
-            return;
-        auto* header = static_cast<spa_meta_header*>(
-            spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
-        if (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED))
-            return;
         StreamPicture picture;
         {
             std::lock_guard lock(mutex);

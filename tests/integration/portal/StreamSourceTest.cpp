@@ -8,6 +8,8 @@
 // the source is handed the node directly.
 #include "platform/portal/StreamSource.h"
 
+#include "StreamTestSupport.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -18,13 +20,13 @@
 #include <spa/buffer/meta.h>
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace std::chrono_literals;
 using portalcapture::SharedScreen;
+using streamtest::connectToServer;
+using streamtest::eventually;
 
 namespace {
 
@@ -196,20 +198,6 @@ private:
     std::atomic<bool> cursorMetaAgreed_{false};
 };
 
-// A connection of our own to the server, as the portal hands one over.
-portalcapture::UniqueFd connectToServer() {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    const char* remote = std::getenv("PIPEWIRE_REMOTE");
-    const std::string path = std::string(runtime ? runtime : "/tmp") + "/" + (remote ? remote : "pipewire-0");
-    portalcapture::UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-    if (connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0)
-        return {};
-    return fd;
-}
-
 // What the source delivered, as the screen thread saw it.
 struct Delivered {
     std::mutex mutex;
@@ -219,12 +207,6 @@ struct Delivered {
     int originY = 0;
     std::string failure;
 };
-
-template <typename Predicate> bool eventually(Predicate done) {
-    for (int i = 0; i < 1000 && !done(); ++i)
-        std::this_thread::sleep_for(10ms);
-    return done();
-}
 
 TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
     TestScreenStream screen;
