@@ -5,19 +5,13 @@
 // metadata as GNOME really sends it (pointer moves as buffers without a
 // picture, its own cursor images), which the published stream of
 // StreamSourceTest.cpp only imitates. Skipped where mutter is not installed.
+#include "MutterSession.h"
 #include "StreamTestSupport.h"
 #include "platform/portal/StreamSource.h"
 
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusInterface>
-#include <QDBusObjectPath>
-#include <QDBusReply>
-#include <QDeadlineTimer>
 #include <QProcess>
 #include <QStandardPaths>
-#include <atomic>
 #include <gtest/gtest.h>
 #include <mutex>
 
@@ -27,30 +21,6 @@ namespace {
 
 constexpr int kWidth = 640;
 constexpr int kHeight = 480;
-const QString kMutter = QStringLiteral("org.gnome.Mutter.ScreenCast");
-const QString kRemote = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
-
-// Keeps the node id the stream announces once the session has started.
-class NodeCatcher : public QObject {
-    Q_OBJECT
-public:
-    uint node = 0;
-public slots:
-    void onStreamAdded(uint id) { node = id; }
-};
-
-bool processEventsUntil(const std::function<bool()>& done) {
-    const QDeadlineTimer deadline(20000);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    return done();
-}
-
-QString objectPath(const QDBusMessage& reply) {
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {};
-    return reply.arguments().first().value<QDBusObjectPath>().path();
-}
 
 } // namespace
 
@@ -78,45 +48,18 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
                 process.kill();
         }
     } stop{mutter};
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    ASSERT_TRUE(processEventsUntil([&] {
-        return bus.interface()->isServiceRegistered(kMutter) && bus.interface()->isServiceRegistered(kRemote);
-    })) << "mutter offers no screen cast on the session bus";
-
-    // A remote-desktop session with a screen cast in it: the pointer can
-    // then be moved to a place on the cast monitor.
-    QDBusInterface desktop(kRemote, "/org/gnome/Mutter/RemoteDesktop", kRemote, bus);
-    const QString remotePath = objectPath(desktop.call("CreateSession"));
-    ASSERT_FALSE(remotePath.isEmpty()) << desktop.lastError().message().toStdString();
-    QDBusInterface remote(kRemote, remotePath, kRemote + ".Session", bus);
-    const QString sessionId = remote.property("SessionId").toString();
-    ASSERT_FALSE(sessionId.isEmpty());
-    QDBusInterface screenCast(kMutter, "/org/gnome/Mutter/ScreenCast", kMutter, bus);
-    const QString castPath =
-        objectPath(screenCast.call("CreateSession", QVariantMap{{"remote-desktop-session-id", sessionId}}));
-    ASSERT_FALSE(castPath.isEmpty()) << screenCast.lastError().message().toStdString();
-    QDBusInterface cast(kMutter, castPath, kMutter + ".Session", bus);
-    // Cursor mode 2: the pointer as metadata, as the portal asks for it.
-    const QString streamPath = objectPath(
-        cast.call("RecordMonitor", QString(), QVariantMap{{"cursor-mode", QVariant::fromValue(2u)}}));
-    ASSERT_FALSE(streamPath.isEmpty()) << cast.lastError().message().toStdString();
-    NodeCatcher catcher;
-    ASSERT_TRUE(bus.connect(kMutter, streamPath, kMutter + ".Stream", "PipeWireStreamAdded", &catcher,
-                            SLOT(onStreamAdded(uint))));
-    const QDBusMessage started = remote.call("Start");
-    ASSERT_EQ(started.type(), QDBusMessage::ReplyMessage) << started.errorMessage().toStdString();
-    ASSERT_TRUE(processEventsUntil([&] { return catcher.node != 0; })) << "mutter announced no stream";
-    const auto movePointer = [&](double x, double y) {
-        const QDBusMessage moved = remote.call("NotifyPointerMotionAbsolute", streamPath, x, y);
-        return moved.type() == QDBusMessage::ReplyMessage;
-    };
-    ASSERT_TRUE(movePointer(40, 40));
+    QString error;
+    ASSERT_TRUE(MutterSession::waitForMutter(error)) << error.toStdString();
+    // The portal asks for the pointer as metadata; so does this session.
+    MutterSession session(MutterSession::Metadata, error);
+    ASSERT_TRUE(error.isEmpty()) << error.toStdString();
+    ASSERT_TRUE(session.movePointer(40, 40));
 
     ScreenCaptureRequest request;
     request.screen = RVScreen{"Meta-0", 0, 0, kWidth, kHeight, true};
     request.fps = 30;
     auto feed = std::make_shared<PointerFeed>();
-    const uint32_t node = catcher.node;
+    const uint32_t node = session.node();
     auto source = portalcapture::createStreamSource(request, feed, [node](std::string& error) {
         std::optional<portalcapture::SharedScreen> shared(std::in_place);
         shared->remote = streamtest::connectToServer();
@@ -141,8 +84,8 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
         std::lock_guard lock(mutex);
         failure = message;
     });
-    std::string error;
-    ASSERT_TRUE(source->start(error)) << error;
+    std::string startError;
+    ASSERT_TRUE(source->start(startError)) << startError;
     EXPECT_EQ(source->frameWidth(), kWidth);
     EXPECT_EQ(source->frameHeight(), kHeight);
     ASSERT_TRUE(eventually([&] {
@@ -159,7 +102,7 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
     // mutter sends a pointer move as a buffer with metadata and no picture;
     // each position must reach the decorations.
     for (const auto& [x, y] : {std::pair{300, 200}, std::pair{520, 90}, std::pair{12, 460}}) {
-        ASSERT_TRUE(movePointer(x, y));
+        ASSERT_TRUE(session.movePointer(x, y));
         EXPECT_TRUE(eventually([&] {
             return feed->position() == PointerFeed::Position{x, y};
         })) << "the pointer moved to "
@@ -176,7 +119,7 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
         std::lock_guard lock(mutex);
         framesBefore = frames;
     }
-    ASSERT_TRUE(movePointer(300, 200));
+    ASSERT_TRUE(session.movePointer(300, 200));
     EXPECT_TRUE(eventually([&] {
         std::lock_guard lock(mutex);
         return frames >= framesBefore + 10;
@@ -185,9 +128,6 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
     EXPECT_EQ(pixelAt(300 + 2, 200 + 4), background) << "mutter painted the pointer into the picture";
 
     source->stop();
-    remote.call("Stop");
     std::lock_guard lock(mutex);
     EXPECT_TRUE(failure.empty()) << failure;
 }
-
-#include "GnomeCastTest.moc"

@@ -23,40 +23,11 @@ settings=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/FrameDeck.conf
 # The token as the settings hold it.
 kept_token() { sed -n 's/^ScreenCastRestoreToken=//p' "$settings" 2>/dev/null | head -n1; }
 seconds=3
-failures=0
-
-fail() {
-  echo "FAIL: $*" >&2
-  failures=$((failures + 1))
-}
+# shellcheck source=media-checks.sh
+source "$(dirname "$0")/media-checks.sh"
 
 record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@"
-}
-
-# probe FILE ENTRY: one field of the video stream (width, height) or the file (duration).
-probe() {
-  local section=stream
-  [[ $2 != duration ]] || section=format
-  ffprobe -v error -select_streams v:0 -show_entries "$section=$2" -of csv=p=0 "$1" | head -n1
-}
-
-# pixel FILE SECONDS X Y: the colour there as "R G B" (X and Y even: the
-# picture's colour is stored for 2x2 blocks, so the crop takes one).
-pixel() {
-  { ffmpeg -v error -ss "$2" -i "$1" -frames:v 1 -vf "crop=2:2:$3:$4" -f rawvideo -pix_fmt rgb24 - || true; } |
-    head -c 3 | od -An -tu1 | xargs
-}
-
-# near "R G B" "R G B": each channel within the encoder's rounding.
-near() {
-  local a b i
-  read -ra a <<<"$1"
-  read -ra b <<<"$2"
-  ((${#a[@]} == 3)) || return 1
-  for i in 0 1 2; do
-    ((a[i] - b[i] <= 12 && b[i] - a[i] <= 12)) || return 1
-  done
 }
 
 # strip_hash FILE SECONDS: a checksum of the top strip (the bar with the clock).

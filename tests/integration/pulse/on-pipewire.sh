@@ -37,6 +37,11 @@ dbus-daemon --session --nofork --nopidfile --address="unix:path=$dir/runtime/bus
   >"$dir/log/dbus.log" 2>&1 &
 pids+=($!)
 export DBUS_SESSION_BUS_ADDRESS=unix:path=$dir/runtime/bus
+# PipeWire looks for the bus once, at start.
+for ((step = 0; step < 100; step++)); do
+  [[ -S $dir/runtime/bus ]] && break
+  sleep 0.05
+done
 for server in pipewire wireplumber pipewire-pulse; do
   "$server" >"$dir/log/$server.log" 2>&1 &
   pids+=($!)

@@ -1,0 +1,163 @@
+#!/usr/bin/env bash
+# Records GNOME's compositor through GNOME's own screen-cast portal with the
+# real `framedeck record`. mutter runs headless with one 1280x720 monitor,
+# beside xdg-desktop-portal and its GNOME backend, on a PipeWire of their own
+# (on-pipewire.sh). fd_test_gnome_driver plays the user: it answers the
+# portal's dialog with clicks (the monitor, then Share) and moves the pointer.
+# Checked with FFmpeg:
+# - GNOME sends the pointer as metadata and FrameDeck draws its own arrow and
+#   highlight where the pointer is, in a full-screen recording and in an area;
+# - the dialog's "Remember this selection": the next recordings start with no
+#   dialog, through the restore token.
+# Skipped (77) where mutter or GNOME's portal is not installed.
+#
+#   gnome_portal_check.sh FRAMEDECK DRIVER SOURCE_DIR ARTIFACT_DIR
+set -euo pipefail
+
+if [[ ${1:-} != --inside ]]; then
+  exec "$3/tests/integration/pulse/on-pipewire.sh" bash "$0" --inside "$@"
+fi
+framedeck=$2 driver=$3 artifacts=$5
+portal=/usr/libexec/xdg-desktop-portal
+gnome_portal=/usr/libexec/xdg-desktop-portal-gnome
+for tool in mutter "$portal" "$gnome_portal" dbus-send ffmpeg; do
+  command -v "$tool" >/dev/null || { echo "gnome portal check: $tool is not installed" >&2; exit 77; }
+done
+# shellcheck source=media-checks.sh
+source "$(dirname "$0")/media-checks.sh"
+
+dir=$FRAMEDECK_DESKTOP_DIR
+out=$HOME/recordings
+mkdir -p "$out" "$artifacts"
+pids=()
+stop() {
+  local i
+  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
+    kill "${pids[i]}" 2>/dev/null || true
+    wait "${pids[i]}" 2>/dev/null || true
+  done
+}
+trap stop EXIT
+
+# Bounded only so that something that never comes fails with a message.
+wait_until() {
+  local step
+  for ((step = 0; step < 200; step++)); do
+    "$@" && return 0
+    sleep 0.1
+  done
+  return 1
+}
+has_bus_name() {
+  dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+    org.freedesktop.DBus.NameHasOwner "string:$1" 2>/dev/null | grep -q true
+}
+give_up() {
+  echo "gnome portal check: $*" >&2
+  tail -n 15 "$dir"/log/*.log >&2 || true
+  exit 1
+}
+
+export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland WAYLAND_DISPLAY=framedeck-gnome
+mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" --virtual-monitor 1280x720 \
+  >"$dir/log/mutter.log" 2>&1 &
+pids+=($!)
+wait_until test -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" || give_up "mutter did not start"
+# GTK draws the portal's dialog in software: there is no GPU.
+GSK_RENDERER=cairo "$gnome_portal" >"$dir/log/xdg-desktop-portal-gnome.log" 2>&1 &
+pids+=($!)
+wait_until has_bus_name org.freedesktop.impl.portal.desktop.gnome || give_up "GNOME's portal did not start"
+mkdir -p "$dir/portals"
+cp /usr/share/xdg-desktop-portal/portals/gnome.portal "$dir/portals/"
+XDG_DESKTOP_PORTAL_DIR=$dir/portals "$portal" >"$dir/log/xdg-desktop-portal.log" 2>&1 &
+pids+=($!)
+wait_until has_bus_name org.freedesktop.portal.Desktop || give_up "xdg-desktop-portal did not start"
+
+coproc DRIVER { "$driver" 2>"$dir/log/driver.log"; }
+pids+=($!)
+read -r ready <&"${DRIVER[0]}" || true
+[[ $ready == "ready 1280x720" ]] || give_up "the driver said '$ready'"
+# do COMMAND...: one command to the driver; its answer on standard output.
+do_() {
+  local answer
+  echo "$*" >&"${DRIVER[1]}"
+  read -r answer <&"${DRIVER[0]}"
+  [[ $answer != error* ]] || give_up "the driver failed: $answer"
+  echo "$answer"
+}
+
+# Every decoration on, as a user who wants the pointer seen would set it.
+settings=$XDG_CONFIG_HOME/FrameDeck/FrameDeck.conf
+mkdir -p "$(dirname "$settings")"
+printf '[General]\nIsShowMouse=true\nIsMouseHighlight=true\n' >"$settings"
+seconds=3
+pointer_x=900 pointer_y=300
+teal="8 178 194" # the highlight's colour
+record() {
+  "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@" \
+    >>"$dir/log/framedeck.log" 2>&1
+}
+# Keeps the pointer at its place, nudging it so the desktop sends it again.
+hold_pointer() {
+  while kill -0 "$1" 2>/dev/null; do
+    do_ move "$pointer_x" "$pointer_y" >/dev/null
+    sleep 0.3
+  done
+}
+
+# The dialog's places on a 1280x720 monitor (GNOME 43).
+monitor_row=(640 385) share=(852 232) share_blank=(820 222) dialog_body=(640 470)
+dialog_up() { near "$(do_ pixel "${dialog_body[@]}")" "250 250 250" 6; }
+# The button turns from pale to full blue once a monitor is chosen.
+share_ready() { near "$(do_ pixel "${share_blank[@]}")" "53 132 228" 20; }
+
+# --- full screen, choosing the monitor in GNOME's dialog
+full=$out/full.mp4
+record --mode full --output "$full" &
+recording=$!
+if wait_until dialog_up; then
+  do_ shot "$artifacts/gnome-portal-dialog.png" >/dev/null
+  do_ click "${monitor_row[@]}" >/dev/null
+  wait_until share_ready || give_up "choosing the monitor left Share disabled (see $artifacts/gnome-portal-dialog.png)"
+  do_ click "${share[@]}" >/dev/null
+else
+  do_ shot "$artifacts/gnome-portal-no-dialog.png" >/dev/null
+  give_up "GNOME's dialog did not show (see $artifacts/gnome-portal-no-dialog.png)"
+fi
+hold_pointer "$recording"
+wait "$recording" || fail "full-screen recording exited with $?"
+if [[ -s $full ]]; then
+  [[ $(probe "$full" width)x$(probe "$full" height) == 1280x720 ]] ||
+    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not 1280x720"
+  ffmpeg -v error -y -sseof -0.3 -i "$full" -frames:v 1 "$artifacts/gnome-portal-full-frame.png" || true
+  # The highlight is a disc around the arrow's picture, right and below the tip.
+  seen=$(pixel "$full" 2.5 $((pointer_x + 18)) $((pointer_y + 10)))
+  near "$seen" "$teal" 30 || fail "no highlight beside the pointer at $pointer_x,$pointer_y: '$seen'"
+  seen=$(pixel "$full" 2.5 300 500)
+  ! near "$seen" "$teal" 30 || fail "highlight colour far from the pointer: '$seen'"
+else
+  fail "no full-screen file"
+fi
+
+# --- an area around the pointer; the choice is remembered, so no dialog
+area=$out/area.mp4
+record --mode area --area 800,200,200,200 --output "$area" &
+recording=$!
+hold_pointer "$recording"
+wait "$recording" || fail "area recording exited with $? (did the dialog come back?)"
+if [[ -s $area ]]; then
+  [[ $(probe "$area" width)x$(probe "$area" height) == 200x200 ]] ||
+    fail "the area is $(probe "$area" width)x$(probe "$area" height), not 200x200"
+  # The pointer at 900,300 of the monitor is at 100,100 of the area.
+  seen=$(pixel "$area" 2.5 $((100 + 18)) $((100 + 10)))
+  near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the area: '$seen'"
+else
+  fail "no area file"
+fi
+
+if ((failures)); then
+  echo "GNOME portal recording: $failures check(s) failed" >&2
+  tail -n 20 "$dir/log/framedeck.log" "$dir"/log/xdg-desktop-portal*.log >&2 || true
+  exit 1
+fi
+echo "GNOME portal recording: full screen and area with FrameDeck's pointer, choice remembered"
