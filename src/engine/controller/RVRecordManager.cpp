@@ -222,8 +222,22 @@ void RVRecordManager::chooseImageSize() {
         session.setImageSize({evened.width, evened.height});
     }
     // The crop: the screen input starts now with the area settled.
-    if (wantsScreenInput())
-        captrueScreenInputEnable(true);
+    if (!wantsScreenInput())
+        return;
+    captrueScreenInputEnable(true);
+    // A whole screen is recorded at the size it comes in: the desktop's own
+    // share dialog (Wayland) may have shared another monitor than the one
+    // chosen here, of another size.
+    const CaptureSource* screen = this->session(CaptureSourceKind::Screen).source.get();
+    if (rect.isZero() && recordVideoType != RecordVideoType::AppWindow && screen &&
+        screen->frameWidth() > 0 &&
+        (screen->frameWidth() != screen_.width || screen->frameHeight() != screen_.height)) {
+        EMLog::showMessage("%s %d the screen comes as %dx%d, not %dx%d: recording it at that size", __func__,
+                           __LINE__, screen->frameWidth(), screen->frameHeight(), screen_.width,
+                           screen_.height);
+        session.setImageSize(
+            {static_cast<double>(screen->frameWidth()), static_cast<double>(screen->frameHeight())});
+    }
 }
 
 void RVRecordManager::pauseRecording() {

@@ -28,6 +28,8 @@ std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& re
         shared.remote = session->takePipeWireFd();
         shared.node = session->node();
         shared.cursorMetadata = session->cursorMode() == kCursorMetadata;
+        if (const auto at = session->position(); at && session->width() > 0 && session->height() > 0)
+            shared.monitor = RVScreen{"", at->first, at->second, session->width(), session->height(), false};
         shared.keepAlive = std::shared_ptr<ScreenCastSession>(std::move(session));
         return shared;
     };

@@ -132,6 +132,18 @@ private:
         version = properties.value("version").toUInt();
         return true;
     }
+    // A stream property of D-Bus type (ii).
+    static std::optional<std::pair<int, int>> intPair(const QVariantMap& properties, const char* key) {
+        if (!properties.contains(key))
+            return std::nullopt;
+        const QDBusArgument pair = properties.value(key).value<QDBusArgument>();
+        std::pair<int, int> value;
+        pair.beginStructure();
+        pair >> value.first >> value.second;
+        pair.endStructure();
+        return value;
+    }
+
     // streams: a(ua{sv}), one monitor asked for.
     bool readStream(const QVariantMap& results, std::string& error) {
         const QDBusArgument streams = results.value("streams").value<QDBusArgument>();
@@ -147,16 +159,11 @@ private:
                 continue;
             found = true;
             session_.node_ = node;
-            if (properties.contains("size")) {
-                const QDBusArgument size = properties.value("size").value<QDBusArgument>();
-                int width = 0;
-                int height = 0;
-                size.beginStructure();
-                size >> width >> height;
-                size.endStructure();
-                session_.width_ = width;
-                session_.height_ = height;
+            if (const auto size = intPair(properties, "size")) {
+                session_.width_ = size->first;
+                session_.height_ = size->second;
             }
+            session_.position_ = intPair(properties, "position");
         }
         streams.endArray();
         if (!found)

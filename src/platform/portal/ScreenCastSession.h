@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 class QObject;
 
@@ -64,6 +66,9 @@ public:
     // The stream's size as the portal reports it (0 when it does not).
     int width() const { return width_; }
     int height() const { return height_; }
+    // Where the shared monitor lies on the desktop, in the desktop's logical
+    // pixels, when the portal says.
+    std::optional<std::pair<int, int>> position() const { return position_; }
     uint32_t cursorMode() const { return cursorMode_; }
     // To hand to the next session's request; empty when the portal gave none.
     const std::string& restoreToken() const { return restoreToken_; }
@@ -78,6 +83,7 @@ private:
     uint32_t node_ = 0;
     int width_ = 0;
     int height_ = 0;
+    std::optional<std::pair<int, int>> position_;
     uint32_t cursorMode_ = 0;
     std::string restoreToken_;
 };

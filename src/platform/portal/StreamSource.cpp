@@ -35,6 +35,19 @@ public:
         if (!shared)
             return false;
         keepAlive_ = std::move(shared->keepAlive);
+        screen_ = request_.screen;
+        if (shared->monitor && (shared->monitor->x != screen_.x || shared->monitor->y != screen_.y)) {
+            // The user shared another monitor in the desktop's dialog: that
+            // one is recorded, an area taken from it at the same place. A
+            // monitor at the same place but of another size is the same one
+            // in other units (a scaled monitor), and stays as it is.
+            EMLog::showMessage(
+                "%s %d the desktop shared the monitor at %d,%d (%dx%d), not %s at %d,%d; recording "
+                "the shared one",
+                __func__, __LINE__, shared->monitor->x, shared->monitor->y, shared->monitor->width,
+                shared->monitor->height, screen_.name.c_str(), screen_.x, screen_.y);
+            screen_ = *shared->monitor;
+        }
         const bool cursorMetadata = shared->cursorMetadata;
         node_ = shared->node;
         PipeWireStream::Callbacks callbacks;
@@ -60,7 +73,7 @@ public:
             release();
             return false;
         }
-        area_ = streamAreaFor(request_.screen, request_.captureRect, streamWidth, streamHeight);
+        area_ = streamAreaFor(screen_, request_.captureRect, streamWidth, streamHeight);
         streamWidth_ = streamWidth;
         streamHeight_ = streamHeight;
         if (area_.width <= 0) {
@@ -112,8 +125,8 @@ private:
         const std::optional<std::pair<int, int>> at = cursor_.apply(update);
         std::optional<PointerFeed::Position> root;
         if (at)
-            if (const auto p = pointerInRoot(request_.screen, at->first, at->second, streamWidth_.load(),
-                                             streamHeight_.load()))
+            if (const auto p =
+                    pointerInRoot(screen_, at->first, at->second, streamWidth_.load(), streamHeight_.load()))
                 root = PointerFeed::Position{p->first, p->second};
         pointer_->set(root);
     }
@@ -184,12 +197,15 @@ private:
         frame->captureTime = copied->arrival.value_or(captureClockNow());
         // A repeat is pushed only when its decorations changed.
         frame->pictureChanged = copied->arrival.has_value();
-        frame->originX = request_.screen.x + area_.x;
-        frame->originY = request_.screen.y + area_.y;
+        frame->originX = screen_.x + area_.x;
+        frame->originY = screen_.y + area_.y;
         deliverVideo(frame);
     }
 
     const ScreenCaptureRequest request_;
+    // The monitor recorded: the request's, or the one the desktop shared
+    // instead. Set by start() before the stream runs.
+    RVScreen screen_;
     const std::shared_ptr<PointerFeed> pointer_;
     const ScreenOpener open_;
     const double fps_;

@@ -21,6 +21,10 @@ struct SharedScreen {
     uint32_t node = 0;
     // The stream carries the pointer as metadata instead of in its pictures.
     bool cursorMetadata = false;
+    // Where the shared monitor lies on the desktop, when the sharer says.
+    // The desktop's own dialog may have shared another monitor than the one
+    // chosen in FrameDeck.
+    std::optional<RVScreen> monitor;
     std::shared_ptr<void> keepAlive;
 };
 

@@ -3,6 +3,7 @@
 // remote-desktop interface. One command per line on standard input, one
 // answer line ("ok" or "error: ...") per command:
 //   move X Y     the pointer to X,Y of the primary monitor
+//   nudge DX DY  the pointer by DX,DY from where it is (onto other monitors)
 //   click X Y    a left click there
 //   key KEYSYM   a key press and release (X keysym, decimal or 0x hex)
 //   shot PATH    the screen as it is now, as a PNG picture
@@ -68,10 +69,12 @@ int main(int argc, char** argv) {
         std::string command;
         words >> command;
         bool done = false;
-        if (command == "move" || command == "click") {
+        if (command == "move" || command == "click" || command == "nudge") {
             double x = 0, y = 0;
             words >> x >> y;
-            done = words && (command == "move" ? session.movePointer(x, y) : session.click(x, y));
+            done = words && (command == "move"    ? session.movePointer(x, y)
+                             : command == "nudge" ? session.nudgePointer(x, y)
+                                                  : session.click(x, y));
         } else if (command == "key") {
             std::string keysym;
             words >> keysym;

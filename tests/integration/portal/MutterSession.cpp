@@ -88,6 +88,10 @@ bool MutterSession::movePointer(double x, double y) {
                           QDBusMessage::ReplyMessage;
 }
 
+bool MutterSession::nudgePointer(double dx, double dy) {
+    return remote_ && remote_->call("NotifyPointerMotionRelative", dx, dy).type() == QDBusMessage::ReplyMessage;
+}
+
 bool MutterSession::click(double x, double y) {
     // A hand rests a moment before it presses: toolkits take a press that
     // arrives with the pointer's entry as a press somewhere else.

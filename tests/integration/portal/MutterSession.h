@@ -28,6 +28,8 @@ public:
 
     uint node() const { return node_; }
     bool movePointer(double x, double y);
+    // By dx,dy from where it is: onto monitors this session does not cast.
+    bool nudgePointer(double dx, double dy);
     bool click(double x, double y);
     bool pressKey(uint keysym);
 

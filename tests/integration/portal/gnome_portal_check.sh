@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
 # Records GNOME's compositor through GNOME's own screen-cast portal with the
-# real `framedeck record`. mutter runs headless with one 1280x720 monitor,
-# beside xdg-desktop-portal and its GNOME backend, on a PipeWire of their own
-# (on-pipewire.sh). fd_test_gnome_driver plays the user: it answers the
-# portal's dialog with clicks (the monitor, then Share) and moves the pointer.
+# real `framedeck record`. mutter runs headless with two monitors, 1280x720
+# (primary) and 1024x768 to its right, beside xdg-desktop-portal and its GNOME
+# backend, on a PipeWire of their own (on-pipewire.sh). fd_test_gnome_driver
+# plays the user: it answers the portal's dialog with clicks (the second
+# monitor, then Share) and puts the pointer on that monitor. FrameDeck itself
+# is left on its first monitor, so the shared one is not the one it chose.
 # Checked with FFmpeg:
+# - the shared monitor is recorded, at its own size;
 # - GNOME sends the pointer as metadata and FrameDeck draws its own arrow and
-#   highlight where the pointer is, in a full-screen recording and in an area;
+#   highlight where the pointer is, in a full-screen recording and in an area
+#   (cut from the shared monitor);
 # - the dialog's "Remember this selection": the next recordings start with no
 #   dialog, through the restore token.
 # Skipped (77) where mutter or GNOME's portal is not installed.
@@ -59,8 +63,8 @@ give_up() {
 }
 
 export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland WAYLAND_DISPLAY=framedeck-gnome
-mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" --virtual-monitor 1280x720 \
-  >"$dir/log/mutter.log" 2>&1 &
+mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" \
+  --virtual-monitor 1280x720 --virtual-monitor 1024x768 >"$dir/log/mutter.log" 2>&1 &
 pids+=($!)
 wait_until test -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" || give_up "mutter did not start"
 # GTK draws the portal's dialog in software: there is no GPU.
@@ -91,22 +95,25 @@ settings=$XDG_CONFIG_HOME/FrameDeck/FrameDeck.conf
 mkdir -p "$(dirname "$settings")"
 printf '[General]\nIsShowMouse=true\nIsMouseHighlight=true\n' >"$settings"
 seconds=3
-pointer_x=900 pointer_y=300
+# On the second monitor, whose left edge is the primary's right one.
+pointer_x=220 pointer_y=300
 teal="8 178 194" # the highlight's colour
 record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@" \
     >>"$dir/log/framedeck.log" 2>&1
 }
-# Keeps the pointer at its place, nudging it so the desktop sends it again.
+# Keeps the pointer at its place, moving it there again and again so that
+# the desktop sends it anew: from the primary monitor's right edge across.
 hold_pointer() {
   while kill -0 "$1" 2>/dev/null; do
-    do_ move "$pointer_x" "$pointer_y" >/dev/null
+    do_ move 1270 "$pointer_y" >/dev/null
+    do_ nudge $((10 + pointer_x)) 0 >/dev/null
     sleep 0.3
   done
 }
 
-# The dialog's places on a 1280x720 monitor (GNOME 43).
-monitor_row=(640 385) share=(852 232) share_blank=(820 222) dialog_body=(640 470)
+# The dialog's places on the 1280x720 monitor (GNOME 43), two monitors listed.
+second_monitor_row=(640 440) share=(852 232) share_blank=(820 222) dialog_body=(640 495)
 dialog_up() { near "$(do_ pixel "${dialog_body[@]}")" "250 250 250" 6; }
 # The button turns from pale to full blue once a monitor is chosen.
 share_ready() { near "$(do_ pixel "${share_blank[@]}")" "53 132 228" 20; }
@@ -117,7 +124,7 @@ record --mode full --output "$full" &
 recording=$!
 if wait_until dialog_up; then
   do_ shot "$artifacts/gnome-portal-dialog.png" >/dev/null
-  do_ click "${monitor_row[@]}" >/dev/null
+  do_ click "${second_monitor_row[@]}" >/dev/null
   wait_until share_ready || give_up "choosing the monitor left Share disabled (see $artifacts/gnome-portal-dialog.png)"
   do_ click "${share[@]}" >/dev/null
 else
@@ -127,13 +134,13 @@ fi
 hold_pointer "$recording"
 wait "$recording" || fail "full-screen recording exited with $?"
 if [[ -s $full ]]; then
-  [[ $(probe "$full" width)x$(probe "$full" height) == 1280x720 ]] ||
-    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not 1280x720"
+  [[ $(probe "$full" width)x$(probe "$full" height) == 1024x768 ]] ||
+    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not the shared monitor's 1024x768"
   ffmpeg -v error -y -sseof -0.3 -i "$full" -frames:v 1 "$artifacts/gnome-portal-full-frame.png" || true
   # The highlight is a disc around the arrow's picture, right and below the tip.
   seen=$(pixel "$full" 2.5 $((pointer_x + 18)) $((pointer_y + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer at $pointer_x,$pointer_y: '$seen'"
-  seen=$(pixel "$full" 2.5 300 500)
+  seen=$(pixel "$full" 2.5 700 500)
   ! near "$seen" "$teal" 30 || fail "highlight colour far from the pointer: '$seen'"
 else
   fail "no full-screen file"
@@ -141,15 +148,15 @@ fi
 
 # --- an area around the pointer; the choice is remembered, so no dialog
 area=$out/area.mp4
-record --mode area --area 800,200,200,200 --output "$area" &
+record --mode area --area 100,200,200,200 --output "$area" &
 recording=$!
 hold_pointer "$recording"
 wait "$recording" || fail "area recording exited with $? (did the dialog come back?)"
 if [[ -s $area ]]; then
   [[ $(probe "$area" width)x$(probe "$area" height) == 200x200 ]] ||
     fail "the area is $(probe "$area" width)x$(probe "$area" height), not 200x200"
-  # The pointer at 900,300 of the monitor is at 100,100 of the area.
-  seen=$(pixel "$area" 2.5 $((100 + 18)) $((100 + 10)))
+  # The pointer at 220,300 of the monitor is at 120,100 of the area.
+  seen=$(pixel "$area" 2.5 $((120 + 18)) $((100 + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the area: '$seen'"
 else
   fail "no area file"
@@ -160,4 +167,4 @@ if ((failures)); then
   tail -n 20 "$dir/log/framedeck.log" "$dir"/log/xdg-desktop-portal*.log >&2 || true
   exit 1
 fi
-echo "GNOME portal recording: full screen and area with FrameDeck's pointer, choice remembered"
+echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered"
