@@ -3,6 +3,7 @@
 // The real FrameDeck application on the test desktop, for the end-to-end
 // tests: a fresh home, the real main window, and helpers to record and to
 // read what was written.
+#include "DesktopMain.h"
 #include "FrameDeckApp.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
@@ -25,6 +26,15 @@ inline QString probe(const QString& path) {
             {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
     p.waitForFinished(-1);
     return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+// The first video stream's size, "1920x1080".
+inline QString probeSize(const QString& path) {
+    QProcess p;
+    p.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height",
+                        "-of", "csv=p=0:s=x", path});
+    p.waitForFinished(-1);
+    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 // The frame shown `seconds` into a recording, decoded by FFmpeg.
@@ -76,10 +86,18 @@ protected:
         frameDeck->mainWindow().modeButton(kind)->click();
         QTest::qWait(50);
     }
+    // Presses record; true once the recording runs.
+    bool startRecording() {
+        frameDeck->mainWindow().recordButton()->click();
+        return QTest::qWaitFor([&] { return status() != 0; }, 20000);
+    }
+    void waitForStatus(unsigned wanted) {
+        while (status() != wanted)
+            QTest::qWait(20);
+    }
     // Presses record, waits for the recording, lets it run, presses again.
     QString recordFor(int milliseconds) {
-        frameDeck->mainWindow().recordButton()->click();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+        EXPECT_TRUE(startRecording());
         QTest::qWait(milliseconds);
         frameDeck->mainWindow().recordButton()->click();
         EXPECT_EQ(status(), 0u);

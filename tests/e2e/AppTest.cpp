@@ -2,41 +2,24 @@
 // on the test desktop and checks what it writes: recordings, screenshots and
 // the recorded-file list.
 #include "AppFixture.h"
-#include "FrameDeckApp.h"
-#include "TempHome.h"
-#include "app/AppDelegate.h"
-#include "app/FileListStore.h"
 #include "integration/selection/DesktopHelpers.h"
-#include "selection/RVClipView.h"
 #include "selection/RVRecordScreenWindowController.h"
-#include "widgets/Alerts.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
-#include "widgets/MainWindow.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QComboBox>
-#include <QDir>
-#include <QFile>
 #include <QMenu>
-#include <QProcess>
-#include <QPushButton>
 #include <QRandomGenerator>
-#include <QScreen>
 #include <QSystemTrayIcon>
-#include <QTest>
-#include <QToolButton>
 #include <csignal>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
     chooseKind(0);
     savePicture(&frameDeck->mainWindow(), "main-full-screen-en");
-    frameDeck->mainWindow().recordButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    ASSERT_TRUE(startRecording());
     QTest::qWait(1500);
     savePicture(&frameDeck->mainWindow(), "main-recording-en");
     frameDeck->mainWindow().pauseButton()->click();
@@ -99,11 +82,7 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     waitForFinishedStop();
 
     const QString path = app->outputPath;
-    QProcess size;
-    size.start("ffprobe", {"-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height",
-                           "-of", "csv=p=0", path});
-    size.waitForFinished(-1);
-    EXPECT_EQ(size.readAllStandardOutput().trimmed(), "400,300");
+    EXPECT_EQ(probeSize(path), "400x300");
     // The middle of the last frame is the window below, undimmed: no overlay,
     // no frame, no handles in the file.
     QProcess frame;
@@ -185,10 +164,6 @@ TEST_F(App, TestPatternCameraFloatsAndRecords) {
 // and resumes, whichever window has the focus (ours first: a key must act
 // once there too), and none while a dialog holds them off.
 TEST_F(App, DigitKeysStartPauseAndStopAFullScreenRecording) {
-    const auto waitForStatus = [&](unsigned wanted) {
-        while (status() != wanted)
-            QTest::qWait(20);
-    };
     chooseKind(0);
     frameDeck->mainWindow().activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&frameDeck->mainWindow()));
@@ -247,8 +222,7 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
     small.rlim_cur = 200 * 1024;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
     chooseKind(0);
-    frameDeck->mainWindow().recordButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    ASSERT_TRUE(startRecording());
     // Something moving, so the file grows.
     XWindows moving({"100,100,300,200,FdMoving,Moving,33aa66"});
     ASSERT_EQ(moving.ids.size(), 1u);
@@ -268,8 +242,7 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
 
 TEST_F(App, DeletingTheFileWhileRecordingStopsWithAnAlert) {
     chooseKind(0);
-    frameDeck->mainWindow().recordButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    ASSERT_TRUE(startRecording());
     QTest::qWait(500);
     ASSERT_TRUE(QFile::remove(app->outputPath));
     ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 5000));
@@ -289,18 +262,12 @@ TEST_F(App, TheDisplayPopUpChoosesTheScreenOfAFullScreenRecording) {
     QComboBox* box = frameDeck->mainWindow().displayBox();
     box->setCurrentIndex(1);
     emit box->activated(1);
-    const QString path = recordFor(1500);
-    QProcess p;
-    p.start("ffprobe", {"-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height", "-of",
-                        "csv=p=0", path});
-    p.waitForFinished(-1);
-    EXPECT_EQ(QString::fromUtf8(p.readAllStandardOutput()).trimmed(), "640,480");
+    EXPECT_EQ(probeSize(recordFor(1500)), "640x480");
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {
     chooseKind(0);
-    frameDeck->mainWindow().recordButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+    ASSERT_TRUE(startRecording());
     app->startSetsItemChangeAction(2);
     EXPECT_EQ(app->autoStop_Duration, 600);
     EXPECT_NEAR(app->autoStop_StartTime, AppDelegate::getNowTimeTimestamp(), 5);
@@ -329,19 +296,13 @@ TEST_F(App, LanguageSwitchRetitlesOpenWindows) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf("e2e_app needs the test desktop (scripts/test-desktop run -- ctest ...); skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    int failures = RUN_ALL_TESTS();
     // The same suite once more with the test-pattern camera, which is only
     // ever chosen through this variable.
-    if (!qEnvironmentVariableIsSet("FRAMEDECK_TEST_CAMERA")) {
+    return runOnTestDesktop(argc, argv, "DISPLAY", [] {
+        if (qEnvironmentVariableIsSet("FRAMEDECK_TEST_CAMERA"))
+            return 0;
         qputenv("FRAMEDECK_TEST_CAMERA", "1");
         ::testing::GTEST_FLAG(filter) = "*Camera*";
-        failures |= RUN_ALL_TESTS();
-    }
-    return failures;
+        return RUN_ALL_TESTS();
+    });
 }

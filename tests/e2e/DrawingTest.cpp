@@ -9,10 +9,8 @@
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QMenu>
-#include <QTemporaryDir>
 #include <QWindow>
 #include <functional>
 
@@ -95,8 +93,7 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&below));
 
     chooseKind(0);
-    frameDeck->mainWindow().recordButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status() == 1; }, 20000));
+    ASSERT_TRUE(startRecording());
     QElapsedTimer clock; // the recording's time, roughly
     clock.start();
     std::map<std::string, double> at; // when each step was done, in seconds
@@ -231,11 +228,5 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf("e2e_drawing needs the test desktop (scripts/test-desktop run -- ctest ...); skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return runOnTestDesktop(argc, argv);
 }

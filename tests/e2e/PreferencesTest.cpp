@@ -11,23 +11,15 @@
 #include "widgets/StatusItem.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
-#include <QTemporaryDir>
 #include <QTimer>
 
 namespace {
-
-void waitForStatus(const std::function<unsigned()>& status, unsigned wanted) {
-    while (status() != wanted)
-        QTest::qWait(20);
-}
 
 bool isMagenta(QRgb c) {
     return qRed(c) > 170 && qGreen(c) < 100 && qBlue(c) > 170;
@@ -153,10 +145,10 @@ TEST_F(Preferences, ARecordedShortcutStartsAndStopsFromAnotherWindow) {
     settle(400);
     EXPECT_EQ(status(), 0u) << "the old key still starts";
     xdotool({"key", "k"});
-    waitForStatus([this] { return status(); }, 1);
+    waitForStatus(1);
     settle(1500);
     xdotool({"key", "k"});
-    waitForStatus([this] { return status(); }, 0);
+    waitForStatus(0);
     waitForFinishedStop();
     EXPECT_TRUE(probe(app->outputPath).contains("video"));
 
@@ -268,12 +260,5 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf(
-            "e2e_preferences needs the test desktop (scripts/test-desktop run -- ctest ...); skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return runOnTestDesktop(argc, argv);
 }

@@ -7,7 +7,6 @@
 #include "timing/AutoTimeSetWindow.h"
 #include "widgets/FileListWindowController.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileInfo>
@@ -49,8 +48,7 @@ protected:
     }
     // Presses record and waits until the recording has ended by itself.
     QString recordUntilItStops() {
-        frameDeck->mainWindow().recordButton()->click();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
+        EXPECT_TRUE(startRecording());
         // A guard against a recording that never stops, not a timing check.
         EXPECT_TRUE(QTest::qWaitFor([&] { return status() == 0; }, 120000)) << "it did not stop by itself";
         waitForFinishedStop();
@@ -142,11 +140,5 @@ TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf("e2e_timed_recording needs the test desktop; skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return runOnTestDesktop(argc, argv);
 }

@@ -9,9 +9,7 @@
 #include <QTemporaryDir>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <numbers>
@@ -29,16 +27,6 @@ constexpr int kRate = 48000;
 // would still be far above the absent limit (silence measures about 1e-6).
 constexpr double kPresentAmplitude = 0.1;
 constexpr double kAbsentAmplitude = 0.003;
-
-std::string env(const char* name) {
-    const char* v = std::getenv(name);
-    return v ? v : "";
-}
-
-std::string readFile(const std::string& file) {
-    std::ifstream in(file);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 // Amplitude (full scale 1.0) of the `hz` component of `samples`: Goertzel
 // over 50 ms Hann-windowed blocks, power averaged. The routing's loop-backs and
@@ -102,7 +90,7 @@ void PrintTo(const Kind& kind, std::ostream* out) {
 class AudioKinds : public ::testing::TestWithParam<Kind> {
 protected:
     void SetUp() override {
-        if (env("FRAMEDECK_DESKTOP_DIR").empty())
+        if (probe::env("FRAMEDECK_DESKTOP_DIR").empty())
             GTEST_SKIP() << "not on the test desktop (scripts/test-desktop run -- ctest …)";
         ASSERT_TRUE(dir.isValid());
         sinkBefore = pactl("get-default-sink");
@@ -137,15 +125,6 @@ protected:
                "\nsources:\n" + pactl("list short sources") + "\ndefaults: " + pactl("get-default-sink") +
                " / " + pactl("get-default-source") + "\n";
     }
-    // Polls the recorder's log until the encoder has started.
-    static bool waitForStart(probe::Child& child, const std::string& log) {
-        while (readFile(log).find("====开始编码") == std::string::npos) {
-            if (!child.running())
-                return false;
-            std::this_thread::sleep_for(50ms);
-        }
-        return true;
-    }
 
     QTemporaryDir dir;
     std::string sinkBefore, sourceBefore;
@@ -165,9 +144,9 @@ TEST_P(AudioKinds, RecordsItsSourcesOnlyAndLeavesTheServerAsFound) {
     else
         argv.insert(argv.end(), {"--mode", "full", "--fps", "10"});
 
-    TonePlayer voice(env("FRAMEDECK_DESKTOP_MIC_FEED"), 440);
+    TonePlayer voice(probe::env("FRAMEDECK_DESKTOP_MIC_FEED"), 440);
     probe::Child recorder(argv, {}, log);
-    ASSERT_TRUE(waitForStart(recorder, log)) << readFile(log);
+    ASSERT_TRUE(probe::waitForLog(recorder, log)) << probe::readFile(log);
     std::string during;
     {
         // Opened after the start, on the default output, as an application
@@ -175,11 +154,12 @@ TEST_P(AudioKinds, RecordsItsSourcesOnlyAndLeavesTheServerAsFound) {
         TonePlayer played("", 1000);
         std::this_thread::sleep_for(1s);
         during = serverState();
-        ASSERT_EQ(recorder.wait(), 0) << readFile(log);
+        ASSERT_EQ(recorder.wait(), 0) << probe::readFile(log);
         EXPECT_FALSE(played.failed());
     }
     EXPECT_FALSE(voice.failed());
-    const std::string context = "recorder log:\n" + readFile(log) + "\nduring the recording:\n" + during;
+    const std::string context =
+        "recorder log:\n" + probe::readFile(log) + "\nduring the recording:\n" + during;
 
     const probe::Media media = probe::probe(out);
     if (!audio) {

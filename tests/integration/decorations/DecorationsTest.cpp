@@ -2,6 +2,7 @@
 // a text watermark switched on in the settings: the decoded frames must show
 // the arrow with its tip on the pointer, the ring growing around it in the
 // frames after a click, and the watermark where it was placed.
+#include "ColourWindow.h"
 #include "MediaProbe.h"
 #include "app/SettingsStore.h"
 
@@ -9,10 +10,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
-#include <xcb/xcb.h>
 
 using namespace std::chrono_literals;
 
@@ -28,49 +27,9 @@ constexpr int kCropY = kPointerY - 40;
 constexpr int kCropSize = 120;
 constexpr uint32_t kBackground = 0x808080;
 
-// A plain grey window over the whole screen, so that everything the
-// decorations draw stands out from an even background.
-class Backdrop {
-public:
-    Backdrop() {
-        c_ = xcb_connect(nullptr, nullptr);
-        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
-        id_ = xcb_generate_id(c_);
-        const uint32_t values[] = {kBackground, 1};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, id_, screen->root, 0, 0, screen->width_in_pixels,
-                          screen->height_in_pixels, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-        xcb_map_window(c_, id_);
-        free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
-    }
-    ~Backdrop() {
-        xcb_destroy_window(c_, id_);
-        xcb_flush(c_);
-        xcb_disconnect(c_);
-    }
-
-private:
-    xcb_connection_t* c_;
-    uint32_t id_;
-};
-
 struct Rgb {
     int r, g, b;
 };
-
-// The frames of `file` cut to the square around the pointer, RGB24.
-std::vector<std::vector<uint8_t>> framesAroundPointer(const std::string& file) {
-    const std::string crop = std::to_string(kCropSize) + ":" + std::to_string(kCropSize) + ":" +
-                             std::to_string(kCropX) + ":" + std::to_string(kCropY);
-    const std::string bytes = probe::run("ffmpeg -v error -i " + probe::quote(file) + " -vf crop=" + crop +
-                                         " -f rawvideo -pix_fmt rgb24 -");
-    const std::size_t frameBytes = std::size_t(kCropSize) * kCropSize * 3;
-    std::vector<std::vector<uint8_t>> frames;
-    for (std::size_t at = 0; at + frameBytes <= bytes.size(); at += frameBytes)
-        frames.emplace_back(bytes.begin() + std::ptrdiff_t(at),
-                            bytes.begin() + std::ptrdiff_t(at + frameBytes));
-    return frames;
-}
 
 // A pixel of a cropped frame, by its root coordinates.
 Rgb pixelAt(const std::vector<uint8_t>& frame, int rootX, int rootY) {
@@ -94,11 +53,6 @@ int ringRadius(const std::vector<uint8_t>& frame) {
         if (near(pixelAt(frame, centreX + d, centreY), {56, 116, 175}, 40))
             return d;
     return 0;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
 class Decorations : public ::testing::Test {
@@ -128,11 +82,10 @@ protected:
 };
 
 TEST_F(Decorations, RecordingShowsCursorClickRingAndWatermark) {
-    Backdrop backdrop;
-    ASSERT_EQ(
-        std::system(
-            ("xdotool mousemove " + std::to_string(kPointerX) + " " + std::to_string(kPointerY)).c_str()),
-        0);
+    // A plain grey window over the whole screen, so that everything the
+    // decorations draw stands out from an even background.
+    ColourWindow backdrop(0, 0, 0, 0, kBackground, true);
+    ColourWindow::warpPointer(kPointerX, kPointerY);
     const std::string output = home.filePath("decorated.mp4").toStdString();
     const std::string log = home.filePath("record.log").toStdString();
     const std::string h = home.path().toStdString();
@@ -144,15 +97,16 @@ TEST_F(Decorations, RecordingShowsCursorClickRingAndWatermark) {
                            {"XDG_DATA_HOME", h + "/.local/share"}},
                           log);
     // Click once the encoder runs and some frames without a ring are in.
-    while (readFile(log).find("====开始编码") == std::string::npos) {
-        ASSERT_TRUE(recorder.running()) << readFile(log);
-        std::this_thread::sleep_for(50ms);
-    }
+    ASSERT_TRUE(probe::waitForLog(recorder, log)) << probe::readFile(log);
     std::this_thread::sleep_for(1200ms);
     ASSERT_EQ(std::system("xdotool click 1"), 0);
-    ASSERT_EQ(recorder.wait(), 0) << readFile(log);
+    ASSERT_EQ(recorder.wait(), 0) << probe::readFile(log);
 
-    const auto frames = framesAroundPointer(output);
+    // The square around the pointer, frame by frame.
+    const auto frames = probe::frames(output,
+                                      "crop=" + std::to_string(kCropSize) + ":" + std::to_string(kCropSize) +
+                                          ":" + std::to_string(kCropX) + ":" + std::to_string(kCropY),
+                                      kCropSize, kCropSize);
     ASSERT_GE(frames.size(), 30u) << "frames decoded";
 
     // The arrow, tip on the pointer: its black body just below and right of

@@ -117,11 +117,15 @@ void recordFile(const std::string& path, const RecordingOptions& o) {
             samplesPushed += n;
         }
     }
+    EXPECT_EQ(finishRecording(h), ME_OK);
+}
+
+int32_t finishRecording(void* h) {
     EXPECT_EQ(apiEncodePushVideoTrailer(h), ME_OK);
     EXPECT_EQ(apiEncodePushAudioTrailer(h), ME_OK);
     while (apiEncodeIsDone(h) != 1)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_EQ(apiEncoderClose(h), ME_OK);
+    return apiEncoderClose(h);
 }
 
 std::string freshDir(const std::string& name) {
@@ -167,52 +171,46 @@ double toDouble(const std::string& v) {
     return v.empty() || v == "N/A" ? -1 : std::stod(v);
 }
 
-} // namespace
-
-double lastPacketEnd(const std::string& path, const char* type) {
+// The first stream of `type`'s packets in decoding order, with their
+// durations.
+std::vector<PacketInfo> packetsOf(const std::string& path, const char* type) {
     const std::string out =
         run(std::string("ffprobe -v error -select_streams ") + type +
-            ":0 -show_entries packet=pts_time,dts_time,duration_time -of csv=p=0 '" + path + "' 2>/dev/null");
-    std::istringstream in(out);
-    std::string line;
-    double end = -1;
-    while (std::getline(in, line)) {
-        // pts_time,dts_time,duration_time; AVI knows only decode times.
-        const auto c1 = line.find(',');
-        const auto c2 = line.find(',', c1 + 1);
-        if (c1 == std::string::npos || c2 == std::string::npos)
-            continue;
-        double t = toDouble(line.substr(0, c1));
-        if (t < 0)
-            t = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
-        const double dur = toDouble(line.substr(c2 + 1));
-        if (t >= 0)
-            end = std::max(end, t + std::max(dur, 0.0));
-    }
-    return end;
-}
-
-std::vector<PacketInfo> videoPackets(const std::string& path) {
-    const std::string out =
-        run("ffprobe -v error -select_streams v:0 -show_entries packet=pts_time,dts_time,flags "
-            "-of csv=p=0 '" +
-            path + "' 2>/dev/null");
+            ":0 -show_entries packet=pts_time,dts_time,duration_time,flags -of csv=p=0 '" + path +
+            "' 2>/dev/null");
     std::vector<PacketInfo> packets;
     std::istringstream in(out);
     std::string line;
     while (std::getline(in, line)) {
+        // pts_time,dts_time,duration_time,flags; AVI knows only decode times.
         const auto c1 = line.find(',');
         const auto c2 = line.find(',', c1 + 1);
-        if (c1 == std::string::npos || c2 == std::string::npos)
+        const auto c3 = line.find(',', c2 + 1);
+        if (c1 == std::string::npos || c2 == std::string::npos || c3 == std::string::npos)
             continue;
         PacketInfo p;
         p.time = toDouble(line.substr(0, c1));
         if (p.time < 0)
             p.time = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
-        p.keyframe = line.find('K', c2) != std::string::npos;
+        p.duration = std::max(toDouble(line.substr(c2 + 1, c3 - c2 - 1)), 0.0);
+        p.keyframe = line.find('K', c3) != std::string::npos;
         packets.push_back(p);
     }
     return packets;
+}
+
+} // namespace
+
+double lastPacketEnd(const std::string& path, const char* type) {
+    double end = -1;
+    for (const PacketInfo& p : packetsOf(path, type))
+        if (p.time >= 0)
+            end = std::max(end, p.time + p.duration);
+    return end;
+}
+
+std::vector<PacketInfo> videoPackets(const std::string& path) {
+    return packetsOf(path, "v");
 }
 
 int decodeAll(const std::string& path, std::string* errors) {

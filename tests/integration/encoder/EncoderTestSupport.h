@@ -64,6 +64,9 @@ struct RecordingOptions {
 // Creates, configures and starts a session the way the application does.
 // Returns the handle, or null (with a gtest failure) when a step failed.
 void* startRecording(const std::string& path, const RecordingOptions& o);
+// The application's stop: both trailers, a wait until the encoder is done,
+// the close; returns the close's status.
+int32_t finishRecording(void* h);
 // Pushes `o.seconds` of frames and audio (interleaved in time, as fast as the
 // library takes them), then the trailers, waits for done and closes.
 void recordFile(const std::string& path, const RecordingOptions& o);
@@ -78,6 +81,7 @@ double lastPacketEnd(const std::string& path, const char* type);
 // seconds (decoding time where there is none) and the keyframe flag.
 struct PacketInfo {
     double time = 0;
+    double duration = 0;
     bool keyframe = false;
 };
 std::vector<PacketInfo> videoPackets(const std::string& path);

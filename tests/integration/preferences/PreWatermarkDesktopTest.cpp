@@ -2,6 +2,7 @@
 // the box keeps the picture's aspect and its minimum, OK stores where the box
 // is, Cancel stores nothing, and each language is pictured for a person to
 // look at (build*/test-artifacts/preferences/).
+#include "DesktopMain.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/SettingsSchema.h"
@@ -10,7 +11,6 @@
 #include "preferences/WatermarkPreview.h"
 #include "selection/RVClipView.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QLabel>
 #include <QPushButton>
@@ -160,12 +160,5 @@ TEST_F(PreWatermarkOnDesktop, EveryLanguageRetitledAndPictured) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf(
-            "integration_preferences_preview needs the test desktop (scripts/test-desktop run); skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return runOnTestDesktop(argc, argv);
 }

@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <sstream>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace probe {
@@ -91,6 +93,18 @@ std::vector<uint8_t> frameAt(const std::string& file, double seconds, int width,
     return std::vector<uint8_t>(bytes.begin(), bytes.end());
 }
 
+std::vector<std::vector<uint8_t>> frames(const std::string& file, const std::string& filter, int width,
+                                         int height) {
+    const std::string bytes =
+        run("ffmpeg -v error -i " + quote(file) + " -vf " + filter + " -f rawvideo -pix_fmt rgb24 -");
+    const std::size_t size = static_cast<std::size_t>(width) * height * 3;
+    std::vector<std::vector<uint8_t>> out;
+    for (std::size_t at = 0; at + size <= bytes.size(); at += size)
+        out.emplace_back(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                         bytes.begin() + static_cast<std::ptrdiff_t>(at + size));
+    return out;
+}
+
 double audioLevel(const std::string& file, double from, double to) {
     const std::string bytes =
         run("ffmpeg -v error -ss " + std::to_string(from) + " -t " + std::to_string(to - from) + " -i " +
@@ -105,6 +119,16 @@ double audioLevel(const std::string& file, double from, double to) {
         sum += static_cast<double>(v) * v;
     }
     return std::sqrt(sum / static_cast<double>(count));
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string env(const char* name, const char* fallback) {
+    const char* v = std::getenv(name);
+    return v && *v ? v : fallback;
 }
 
 Child::Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
@@ -177,6 +201,15 @@ int Child::wait(std::string* out) {
     if (out)
         *out = text;
     return status_;
+}
+
+bool waitForLog(Child& child, const std::string& log, const std::string& text) {
+    while (readFile(log).find(text) == std::string::npos) {
+        if (!child.running())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
 }
 
 } // namespace probe

@@ -28,6 +28,11 @@ struct Media {
                 return &s;
         return nullptr;
     }
+    // The first video stream's size, "320x240"; "" without one.
+    std::string videoSize() const {
+        const Stream* v = stream("video");
+        return v ? std::to_string(v->width) + "x" + std::to_string(v->height) : "";
+    }
 };
 
 // Runs `command` through the shell; its stdout, and the exit status in `status`.
@@ -36,8 +41,16 @@ std::string quote(const std::string& text);
 Media probe(const std::string& file);
 // One RGB24 picture of the video at `seconds`.
 std::vector<uint8_t> frameAt(const std::string& file, double seconds, int width, int height);
+// Every frame of the video after the ffmpeg filter `filter`, as RGB24 pictures
+// of `width` x `height`.
+std::vector<std::vector<uint8_t>> frames(const std::string& file, const std::string& filter, int width,
+                                         int height);
 // Root mean square of the mono 16-bit audio between the two times (0..32767).
 double audioLevel(const std::string& file, double from, double to);
+
+std::string readFile(const std::string& path);
+// The variable's value; `fallback` when it is unset or empty.
+std::string env(const char* name, const char* fallback = "");
 
 // A child process with its stdout in a pipe.
 class Child {
@@ -58,5 +71,9 @@ private:
     int stdoutFd_ = -1;
     int status_ = -1;
 };
+
+// Polls the child's stderr log until `text` is in it (by default, the
+// recorder's line for the encoder's start); false when the child ended first.
+bool waitForLog(Child& child, const std::string& log, const std::string& text = "====开始编码");
 
 } // namespace probe

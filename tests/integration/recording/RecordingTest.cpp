@@ -1,19 +1,18 @@
 // End-to-end recordings on the test desktop (Xvfb + its own sound server):
 // each kind recorded through `framedeck record`, the files checked with
 // ffprobe / ffmpeg.
+#include "ColourWindow.h"
 #include "MediaProbe.h"
 
 #include <QTemporaryDir>
 #include <cctype>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <thread>
-#include <xcb/xcb.h>
 
 using namespace std::chrono_literals;
 
@@ -21,51 +20,10 @@ namespace {
 
 const std::string kTool = FRAMEDECK_BINARY_DIR "/bin/framedeck_record_tool";
 
-std::string env(const char* name, const char* fallback = "") {
-    const char* v = std::getenv(name);
-    return v && *v ? v : fallback;
-}
-
-// A plain X window of one colour, moved on request.
-class TestWindow {
-public:
-    TestWindow(int x, int y, int w, int h, uint32_t rgb) {
-        c_ = xcb_connect(nullptr, nullptr);
-        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
-        id_ = xcb_generate_id(c_);
-        const uint32_t values[] = {rgb};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, id_, screen->root, static_cast<int16_t>(x),
-                          static_cast<int16_t>(y), static_cast<uint16_t>(w), static_cast<uint16_t>(h), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, values);
-        const char title[] = "framedeck test window";
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
-                            sizeof title - 1, title);
-        xcb_map_window(c_, id_);
-        xcb_aux_sync();
-    }
-    ~TestWindow() {
-        xcb_destroy_window(c_, id_);
-        xcb_flush(c_);
-        xcb_disconnect(c_);
-    }
-    void move(int x, int y) {
-        const uint32_t values[] = {static_cast<uint32_t>(x), static_cast<uint32_t>(y)};
-        xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
-        xcb_aux_sync();
-    }
-    uint32_t id() const { return id_; }
-
-private:
-    // A round trip: the server has done everything asked so far.
-    void xcb_aux_sync() { free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
-    xcb_connection_t* c_;
-    uint32_t id_;
-};
-
 class Recording : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (env("DISPLAY").empty() || env("PULSE_SERVER").empty())
+        if (probe::env("DISPLAY").empty() || probe::env("PULSE_SERVER").empty())
             GTEST_SKIP() << "needs the test desktop (scripts/test-desktop run -- ...)";
         ASSERT_TRUE(dir.isValid());
     }
@@ -80,18 +38,7 @@ protected:
         log = path("record" + std::to_string(++runs) + ".log");
         return std::make_unique<probe::Child>(flags, extraEnv, log);
     }
-    // Polls the recorder's log until the encoder has started.
-    bool waitForStart(probe::Child& child) {
-        for (;;) {
-            std::ifstream in(log);
-            const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-            if (text.find("====开始编码") != std::string::npos)
-                return true;
-            if (!child.running())
-                return false;
-            std::this_thread::sleep_for(50ms);
-        }
-    }
+    bool waitForStart(probe::Child& child) { return probe::waitForLog(child, log); }
     // A 440 Hz tone played into `sink` (empty: the default output, where
     // applications play) until the child is destroyed.
     std::unique_ptr<probe::Child> playTone(const std::string& sink) {
@@ -102,10 +49,6 @@ protected:
             "/bin/sh", "-c",
             "exec pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1 " +
                 (sink.empty() ? std::string() : "-d " + sink) + " < " + probe::quote(tone)});
-    }
-    static std::string readLog(const std::string& file) {
-        std::ifstream in(file);
-        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     }
 
     QTemporaryDir dir;
@@ -129,11 +72,11 @@ void expectColor(const std::vector<uint8_t>& rgb, int width, int x, int y, uint3
 TEST_F(Recording, FullScreenWithSystemAudioHoldsATonePlayedAfterTheStart) {
     const std::string out = path("full.mp4");
     auto recorder = record({"--seconds", "4", "--fps", "10", "--audio", "system", "--output", out});
-    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     std::this_thread::sleep_for(1500ms);
     auto tone = playTone("");
     std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
     tone.reset();
     EXPECT_EQ(printed, out + "\n");
 
@@ -141,8 +84,7 @@ TEST_F(Recording, FullScreenWithSystemAudioHoldsATonePlayedAfterTheStart) {
     const probe::Stream* video = media.stream("video");
     const probe::Stream* audio = media.stream("audio");
     ASSERT_TRUE(video && audio);
-    EXPECT_EQ(video->width, 1920);
-    EXPECT_EQ(video->height, 1080);
+    EXPECT_EQ(media.videoSize(), "1920x1080");
     EXPECT_NEAR(video->duration, 4, 0.5);
     EXPECT_NEAR(audio->duration, 4, 0.5);
     EXPECT_NEAR(video->startTime, audio->startTime, 0.1) << "sound and picture do not start together";
@@ -151,17 +93,15 @@ TEST_F(Recording, FullScreenWithSystemAudioHoldsATonePlayedAfterTheStart) {
 }
 
 TEST_F(Recording, AreaDecodesToTheColourUnderIt) {
-    TestWindow window(200, 150, 400, 300, 0x3060c0);
+    ColourWindow window(200, 150, 400, 300, 0x3060c0);
     std::this_thread::sleep_for(300ms); // the compositor paints the new window
     const std::string out = path("area.mov");
     auto recorder = record(
         {"--area", "250,200,160,120", "--audio", "none", "--seconds", "2", "--fps", "10", "--output", out});
-    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
     const probe::Media media = probe::probe(out);
-    ASSERT_TRUE(media.stream("video"));
+    EXPECT_EQ(media.videoSize(), "160x120");
     EXPECT_FALSE(media.stream("audio"));
-    EXPECT_EQ(media.stream("video")->width, 160);
-    EXPECT_EQ(media.stream("video")->height, 120);
     EXPECT_NEAR(media.duration, 2, 0.4);
     const auto rgb = probe::frameAt(out, 1.0, 160, 120);
     expectColor(rgb, 160, 80, 60, 0x3060c0);
@@ -169,38 +109,36 @@ TEST_F(Recording, AreaDecodesToTheColourUnderIt) {
 }
 
 TEST_F(Recording, WindowKindFollowsTheWindowAsItMoves) {
-    TestWindow window(100, 100, 320, 240, 0x20c040);
+    ColourWindow window(100, 100, 320, 240, 0x20c040);
     std::this_thread::sleep_for(300ms);
     const std::string out = path("window.mp4");
     auto recorder = record({"--mode", "window", "--window", std::to_string(window.id()), "--audio", "none",
                             "--seconds", "3", "--fps", "10", "--output", out});
-    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     for (int step = 1; step <= 20; ++step) {
         window.move(100 + step * 40, 100 + step * 15);
         std::this_thread::sleep_for(100ms);
     }
-    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
     const probe::Media media = probe::probe(out);
-    ASSERT_TRUE(media.stream("video"));
-    EXPECT_EQ(media.stream("video")->width, 320);
-    EXPECT_EQ(media.stream("video")->height, 240);
+    EXPECT_EQ(media.videoSize(), "320x240");
     for (double t : {0.5, 1.5, 2.5})
         expectColor(probe::frameAt(out, t, 320, 240), 320, 160, 120, 0x20c040);
 }
 
 TEST_F(Recording, ARecordedWindowThatClosesEndsTheRecordingWithItsFile) {
-    auto window = std::make_unique<TestWindow>(100, 100, 320, 240, 0x2040c0);
+    auto window = std::make_unique<ColourWindow>(100, 100, 320, 240, 0x2040c0);
     std::this_thread::sleep_for(300ms);
     const std::string out = path("closed.mp4");
     auto recorder = record({"--mode", "window", "--window", std::to_string(window->id()), "--audio", "none",
                             "--seconds", "60", "--fps", "10", "--output", out});
-    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     std::this_thread::sleep_for(1500ms);
     window.reset();
     std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
-    EXPECT_NE(readLog(log).find("the recording ends here"), std::string::npos);
+    EXPECT_NE(probe::readFile(log).find("the recording ends here"), std::string::npos);
     const probe::Media media = probe::probe(out);
     ASSERT_TRUE(media.stream("video"));
     EXPECT_NEAR(media.stream("video")->duration, 1.5, 0.8);
@@ -210,11 +148,9 @@ TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
     const std::string out = path("camera.mp4");
     auto recorder = record({"--mode", "camera", "--audio", "none", "--seconds", "2", "--output", out},
                            {{"FRAMEDECK_TEST_CAMERA", "1"}});
-    ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
     const probe::Media media = probe::probe(out);
-    ASSERT_TRUE(media.stream("video"));
-    EXPECT_EQ(media.stream("video")->width, 640);
-    EXPECT_EQ(media.stream("video")->height, 480);
+    EXPECT_EQ(media.videoSize(), "640x480");
     EXPECT_NEAR(media.duration, 2, 0.4);
     // The bars run white ... black; the first-run setting mirrors the camera.
     const auto rgb = probe::frameAt(out, 1.0, 640, 480);
@@ -223,12 +159,12 @@ TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
 }
 
 TEST_F(Recording, AudioOnlyFilesFromTheMicrophoneHaveTheirLength) {
-    auto tone = playTone(env("FRAMEDECK_DESKTOP_MIC_FEED", "fake_mic_feed"));
+    auto tone = playTone(probe::env("FRAMEDECK_DESKTOP_MIC_FEED", "fake_mic_feed"));
     for (const char* format : {"mp3", "wav", "m4a"}) {
         SCOPED_TRACE(format);
         const std::string out = path(std::string("mic.") + format);
         auto recorder = record({"--mode", "audio", "--audio", "mic", "--seconds", "2", "--output", out});
-        ASSERT_EQ(recorder->wait(), 0) << readLog(log);
+        ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
         const probe::Media media = probe::probe(out);
         ASSERT_TRUE(media.stream("audio"));
         EXPECT_FALSE(media.stream("video"));
@@ -240,7 +176,7 @@ TEST_F(Recording, AudioOnlyFilesFromTheMicrophoneHaveTheirLength) {
 TEST_F(Recording, PausedTimeIsLeftOutAndSigintEndsCleanly) {
     const std::string out = path("pause.mp4");
     auto recorder = record({"--audio", "system", "--fps", "10", "--output", out});
-    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     std::this_thread::sleep_for(1500ms);
     recorder->signal(SIGUSR1);
     std::this_thread::sleep_for(2000ms);
@@ -248,7 +184,7 @@ TEST_F(Recording, PausedTimeIsLeftOutAndSigintEndsCleanly) {
     std::this_thread::sleep_for(1500ms);
     recorder->signal(SIGINT);
     std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
     const probe::Media media = probe::probe(out);
     ASSERT_TRUE(media.stream("video") && media.stream("audio"));
@@ -275,7 +211,7 @@ TEST_F(Recording, BadRequestsFailWithTheirOwnStatusAndNoOutput) {
     for (const Case& c : cases) {
         auto recorder = record(c.flags, c.env);
         std::string printed;
-        EXPECT_EQ(recorder->wait(&printed), c.status) << readLog(log);
+        EXPECT_EQ(recorder->wait(&printed), c.status) << probe::readFile(log);
         EXPECT_EQ(printed, "") << "stdout is for written files only";
     }
 }
@@ -293,15 +229,17 @@ TEST_F(Recording, AFullDiskStopsTheRecordingAndKeepsWhatWasWritten) {
     probe::Child recorder({"/bin/sh", "-c", command}, {}, log);
     auto tone = playTone("");
     std::string printed;
-    EXPECT_EQ(recorder.wait(&printed), 6) << readLog(log);
+    EXPECT_EQ(recorder.wait(&printed), 6) << probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
-    EXPECT_NE(readLog(log).find("could not be written any more"), std::string::npos) << readLog(log);
+    EXPECT_NE(probe::readFile(log).find("could not be written any more"), std::string::npos)
+        << probe::readFile(log);
     const probe::Media media = probe::probe(out);
     ASSERT_TRUE(media.stream("video")) << "the file does not play";
     EXPECT_GT(media.stream("video")->duration, 1.0);
     EXPECT_LT(media.stream("video")->duration, 55.0) << "it did not stop at the fault";
     // Listed like any recording.
-    const std::string list = readLog(env("HOME") + "/.cache/org.framedeck.FrameDeck/filelist.plist");
+    const std::string list =
+        probe::readFile(probe::env("HOME") + "/.cache/org.framedeck.FrameDeck/filelist.plist");
     EXPECT_NE(list.find(out), std::string::npos);
 }
 
@@ -310,7 +248,7 @@ TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
     const std::string module =
         probe::run("pactl load-module module-null-sink sink_name=fd_vanishing", &status);
     ASSERT_EQ(status, 0);
-    const std::string sink = env("FRAMEDECK_DESKTOP_SINK", "speakers");
+    const std::string sink = probe::env("FRAMEDECK_DESKTOP_SINK", "speakers");
     // System audio follows the default sink; this one is about to go away.
     probe::run("pactl set-default-sink fd_vanishing");
     const std::string out = path("vanish.mp4");
@@ -319,9 +257,9 @@ TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
     probe::run("pactl set-default-sink " + sink);
     std::this_thread::sleep_for(1000ms);
     probe::run("pactl unload-module " + module);
-    ASSERT_TRUE(started) << readLog(log);
+    ASSERT_TRUE(started) << probe::readFile(log);
     std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
+    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
     const probe::Media media = probe::probe(out);
     ASSERT_TRUE(media.stream("video"));
@@ -391,23 +329,22 @@ TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
     const std::string out = path("restart.mp4");
     auto recorder =
         record({"--audio", "system", "--seconds", "10", "--fps", "10", "--output", out}, server.clientEnv());
-    ASSERT_TRUE(waitForStart(*recorder)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     const auto started = std::chrono::steady_clock::now();
     std::this_thread::sleep_until(started + 2s);
     server.kill();
     std::this_thread::sleep_until(started + 4s);
     ASSERT_TRUE(server.start());
     // The recorder loads its devices into the new server and records again.
-    while (recorder->running() && readLog(log).find("the sound is back") == std::string::npos)
-        std::this_thread::sleep_for(50ms);
+    probe::waitForLog(*recorder, log, "the sound is back");
     const auto tone = std::make_unique<probe::Child>(std::vector<std::string>{
         "/bin/sh", "-c",
         "sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 - synth 20 sine 440 | " +
             server.clientCommand(
                 "pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1")});
     std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << readLog(log);
-    const std::string text = readLog(log);
+    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
+    const std::string text = probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
     EXPECT_NE(text.find("the sound is back"), std::string::npos) << text;
     const std::string told = "framedeck record: audio capture stopped";
@@ -429,27 +366,6 @@ TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
 }
 
 namespace {
-
-void warpPointer(int x, int y) {
-    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
-    xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    xcb_warp_pointer(c, XCB_NONE, screen->root, 0, 0, 0, 0, static_cast<int16_t>(x), static_cast<int16_t>(y));
-    free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-    xcb_disconnect(c);
-}
-
-// Every frame of the file as it is shown, at 30 a second (a picture that
-// lasts stands in each frame it covers), as RGB rows of `width` x `height`.
-std::vector<std::vector<uint8_t>> shownFrames(const std::string& file, int width, int height) {
-    const std::string bytes =
-        probe::run("ffmpeg -v error -i " + probe::quote(file) + " -vf fps=30 -f rawvideo -pix_fmt rgb24 -");
-    const std::size_t size = static_cast<std::size_t>(width) * height * 3;
-    std::vector<std::vector<uint8_t>> frames;
-    for (std::size_t at = 0; at + size <= bytes.size(); at += size)
-        frames.emplace_back(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                            bytes.begin() + static_cast<std::ptrdiff_t>(at + size));
-    return frames;
-}
 
 bool near(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour) {
     const std::size_t i = (static_cast<std::size_t>(y) * width + x) * 3;
@@ -475,10 +391,10 @@ double firstTime(const std::vector<std::vector<uint8_t>>& frames, std::size_t fr
 // time, and the MP4 holds fewer pictures and a keyframe every two seconds.
 TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
     const uint32_t blue = 0x3060c0, red = 0xe02020;
-    TestWindow background(200, 150, 400, 300, blue);
+    ColourWindow background(200, 150, 400, 300, blue);
     // The pointer starts inside the area: its arrow must not stay behind
     // when it moves on.
-    warpPointer(300, 230);
+    ColourWindow::warpPointer(300, 230);
     std::this_thread::sleep_for(300ms);
     const std::string mp4 = path("still.mp4"), avi = path("still.avi");
     const std::vector<std::string> common{"--area", "250,200,160,120", "--audio", "none",    "--seconds",
@@ -496,23 +412,23 @@ TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
     auto first = record(flags(mp4), home);
     const std::string firstLog = log;
     auto second = record(flags(avi), home);
-    ASSERT_TRUE(waitForStart(*second)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*second)) << probe::readFile(log);
     log = firstLog;
-    ASSERT_TRUE(waitForStart(*first)) << readLog(log);
+    ASSERT_TRUE(waitForStart(*first)) << probe::readFile(log);
 
     using Clock = std::chrono::steady_clock;
     // Both have their first picture (time 0 of each file) well before.
     std::this_thread::sleep_for(1500ms);
-    auto block = std::make_unique<TestWindow>(300, 250, 40, 40, red);
+    auto block = std::make_unique<ColourWindow>(300, 250, 40, 40, red);
     const auto blockShown = Clock::now();
     std::this_thread::sleep_for(1200ms);
-    warpPointer(400, 280);
+    ColourWindow::warpPointer(400, 280);
     const auto pointerIn = Clock::now();
     std::this_thread::sleep_for(900ms);
     block.reset();
     const auto blockGone = Clock::now();
-    ASSERT_EQ(first->wait(), 0) << readLog(firstLog);
-    ASSERT_EQ(second->wait(), 0) << readLog(log);
+    ASSERT_EQ(first->wait(), 0) << probe::readFile(firstLog);
+    ASSERT_EQ(second->wait(), 0) << probe::readFile(log);
     const auto seconds = [](Clock::duration d) {
         return std::chrono::duration<double>(d).count();
     };
@@ -521,7 +437,9 @@ TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
         SCOPED_TRACE(file);
         const probe::Media media = probe::probe(file);
         EXPECT_NEAR(media.duration, 5.0, 0.15);
-        const auto frames = shownFrames(file, 160, 120);
+        // Every frame as it is shown, at 30 a second (a picture that lasts
+        // stands in each frame it covers).
+        const auto frames = probe::frames(file, "fps=30", 160, 120);
         ASSERT_GT(frames.size(), 100u);
         const double red0 = firstTime(frames, 0, [&](auto& f) { return near(f, 160, 70, 70, red); });
         ASSERT_GT(red0, 0);

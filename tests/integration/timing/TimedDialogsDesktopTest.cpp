@@ -1,5 +1,6 @@
 // Each timed-recording dialog in each language on the test desktop: re-titled, no text cut off,
 // centred on the primary screen, and pictured for a person to look at (build*/test-artifacts/timing/).
+#include "DesktopMain.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "engine/EncodeManager.h"
@@ -7,7 +8,6 @@
 #include "timing/AutoTimeSetWindow.h"
 #include "timing/TimeEndWindowColler.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QScreen>
 #include <QTest>
@@ -56,11 +56,5 @@ TEST(TimedDialogsOnDesktop, EveryDialogInEveryLanguage) {
 }
 
 int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        std::printf("integration_timed_dialogs needs the test desktop (scripts/test-desktop run); skipped\n");
-        return 0;
-    }
-    QApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return runOnTestDesktop(argc, argv);
 }

@@ -71,7 +71,7 @@ protected:
     std::vector<Event> events;
 };
 
-TEST_F(ClipModelTest, DrawingARectangle) {
+TEST_F(ClipModelTest, DrawingARectangleAndTheMinimum) {
     ClipModel m = make(1);
     m.mouseDown({500, 400}, 1, 10.0);
     EXPECT_EQ(m.clipState, 1);
@@ -82,10 +82,9 @@ TEST_F(ClipModelTest, DrawingARectangle) {
     m.mouseUp({300, 600}, 11.0);
     EXPECT_EQ(m.clipState, 3);
     EXPECT_EQ(events, (std::vector<Event>{Event::ShowToolbar}));
-}
 
-TEST_F(ClipModelTest, ASmallDrawnRectangleGrowsToTheMinimum) {
-    ClipModel m = make(1);
+    // A small one grows to the minimum.
+    m = make(1);
     m.mouseDown({500, 400}, 1, 10.0);
     m.mouseDragged({530, 410});
     m.mouseUp({530, 410}, 11.0);
@@ -103,7 +102,7 @@ TEST_F(ClipModelTest, AClickOnAWindowKeepsItsRectangle) {
     EXPECT_EQ(m.contentRect, (RectD{40, 40, 400, 300}));
 }
 
-TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResize) {
+TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResizeAndADoubleClickIsOnlyReported) {
     ClipModel m = chosen();
     m.mouseDown({250, 200}, 1, 1.0); // inside, away from the handles
     EXPECT_EQ(m.dragMode, 2);
@@ -119,6 +118,13 @@ TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResize) {
 
     m = chosen();
     m.mouseDown({900, 700}, 1, 1.0); // outside everything
+    EXPECT_EQ(m.dragMode, 0);
+
+    // A double click is only reported.
+    events.clear();
+    m = chosen();
+    m.mouseDown({250, 200}, 2, 1.0);
+    EXPECT_EQ(events, (std::vector<Event>{Event::MouseDoubleClick}));
     EXPECT_EQ(m.dragMode, 0);
 }
 
@@ -215,11 +221,4 @@ TEST_F(ClipModelTest, FullScreenChoosesOnTheFirstMove) {
               (std::vector<Event>{Event::MouseMoved, Event::ClipCurrentWindow, Event::ClipFullScreen}));
     m.mouseMoved({510, 400}, 2.0);
     EXPECT_EQ(events.size(), 3u);
-}
-
-TEST_F(ClipModelTest, DoubleClickIsOnlyReported) {
-    ClipModel m = chosen();
-    m.mouseDown({250, 200}, 2, 1.0);
-    EXPECT_EQ(events, (std::vector<Event>{Event::MouseDoubleClick}));
-    EXPECT_EQ(m.dragMode, 0);
 }
