@@ -29,7 +29,7 @@ TEST(StreamSource, FollowsGnomesPointerMetadata) {
     if (mutterBinary.isEmpty())
         GTEST_SKIP() << "mutter is not installed";
     int argc = 1;
-    char name[] = "integration_stream_source";
+    char name[] = "integration_gnome_cast";
     char* argv[] = {name, nullptr};
     QCoreApplication app(argc, argv);
 
