@@ -2,10 +2,10 @@
 // on-pipewire.sh starts one of its own, with WirePlumber to link streams),
 // fed by a video stream this test publishes the way GNOME's and KDE's screen
 // casts do: pictures only when they change, and the pointer as cursor
-// metadata instead of in the pixels. The test desktop's wlroots portal sends
-// no cursor metadata, so this is where its negotiation and its road to the
-// decorations' pointer feed are checked. The portal itself is not involved:
-// the source is handed the node directly.
+// metadata instead of in the pixels. The portal is not involved (the source
+// is handed the node directly), so the cases a desktop cannot be made to
+// show on demand are played here: a hidden pointer, a cast that ends.
+// gnome_portal_check.sh records GNOME's real cast end to end.
 #include "platform/portal/StreamSource.h"
 
 #include "StreamTestSupport.h"
