@@ -374,7 +374,9 @@ void FrameDeckApp::connectWindow() {
         // The area's frame was put up for a recording that does not come.
         selection_->stopRecording();
         window_->setRecordingState(RecordingStatus::Idle);
-        showModalAlert(window_.get(), LF("Alert_Screen_Share_Failed", {error}));
+        // Cancelled in the desktop's own dialog: the user knows, no alert.
+        if (!PlatformLoader::screenShareDeclined(error.toStdString()))
+            showModalAlert(window_.get(), LF("Alert_Screen_Share_Failed", {error}));
     });
     connect(&app_, &AppDelegate::durationTextsChanged, w, &MainWindow::setDurationTexts);
     connect(&app_, &AppDelegate::alertRequested, this,

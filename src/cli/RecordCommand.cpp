@@ -287,6 +287,26 @@ int runRecordCommand(int argc, char** argv) {
                         "no window with id " + std::to_string(request.selectedWindowNumber) + " is shown");
     }
 
+    // The desktop may show its own share dialog (Wayland) and wait for the
+    // user: asked before anything starts, with Ctrl-C heard meanwhile. Its
+    // answer is kept for the recording's start.
+    if (PlatformLoader::ScreenShare* share = wantsScreen ? stack.screenShare() : nullptr) {
+        std::optional<std::string> answer;
+        share->request([&answer](const std::string& error) { answer = error; });
+        while (!answer) {
+            if (const int s = signalMask.wait(kTick); s == SIGINT || s == SIGTERM) {
+                share->cancel();
+                return fail(kExitFailed, "interrupted while the desktop asked which screen to share; nothing "
+                                         "was recorded");
+            }
+            QCoreApplication::processEvents();
+        }
+        if (PlatformLoader::screenShareDeclined(*answer))
+            return fail(kExitFailed, "the screen was not shared (" + *answer + "); nothing was recorded");
+        if (!answer->empty())
+            return fail(kExitNoDisplay, "the desktop did not share the screen: " + *answer);
+    }
+
     RVRecordHost events;
     events.clockTick = [](const RecordingProgress& progress) {
         EMLog::showMessage("recorded %s, %s",

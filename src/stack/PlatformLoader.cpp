@@ -111,6 +111,10 @@ private:
 
 namespace PlatformLoader {
 
+bool screenShareDeclined(const std::string& error) {
+    return portalcapture::isCancellation(error);
+}
+
 ScreenBackend chooseScreenBackend(const char* waylandDisplay, const char* sessionType) {
     const bool wayland =
         (waylandDisplay && *waylandDisplay) || (sessionType && std::strcmp(sessionType, "wayland") == 0);

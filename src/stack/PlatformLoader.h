@@ -30,6 +30,10 @@ ScreenBackend sessionScreenBackend();
 // "x11" or "portal".
 std::optional<ScreenBackend> screenBackendNamed(const std::string& name);
 
+// Whether a ScreenShare's error means the user declined (the desktop's
+// dialog was cancelled), not that sharing failed.
+bool screenShareDeclined(const std::string& error);
+
 // Asking the desktop for the screen before a recording starts, where it has
 // to be asked (a Wayland portal may show a picker and wait for the user):
 // the recording's start then finds the screen shared and does not wait.

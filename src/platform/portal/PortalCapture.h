@@ -36,6 +36,10 @@ constexpr uint32_t kSourceTypeMonitor = 1;
 constexpr uint32_t kSourceTypeWindow = 2;
 void readSourceTypes(QObject* context, std::function<void(uint32_t types, const std::string& error)> done);
 
+// Whether a portal error says the user (in the desktop's dialog) or
+// FrameDeck gave the question up, rather than the portal failing.
+bool isCancellation(const std::string& error);
+
 // Where the portal's restore token is kept between recordings.
 struct RestoreTokenStore {
     std::function<std::string()> load;

@@ -1,5 +1,6 @@
 #include "platform/portal/PortalRequest.h"
 
+#include "platform/portal/PortalCapture.h"
 #include "platform/portal/PortalRules.h"
 
 #include <QDBusMessage>
@@ -136,6 +137,9 @@ bool PortalRequest::call(const QString& interface, const char* method, QVariantL
     if (!ok)
         return false;
     if (!waiter.answered) {
+        // The desktop's dialog may still be up, waiting for a user who went
+        // away: withdrawn, so that a late answer starts nothing.
+        bus_.send(QDBusMessage::createMethodCall(kService, path, kRequest, "Close"));
         error = std::string("the portal did not answer ") + method;
         return false;
     }
@@ -146,6 +150,12 @@ bool PortalRequest::call(const QString& interface, const char* method, QVariantL
     }
     results = waiter.results;
     return true;
+}
+
+bool isCancellation(const std::string& error) {
+    static const std::string kCancelled = " was cancelled";
+    return error.size() >= kCancelled.size() &&
+           error.compare(error.size() - kCancelled.size(), kCancelled.size(), kCancelled) == 0;
 }
 
 QString pathOrString(const QVariant& value) {

@@ -35,9 +35,14 @@ out=$HOME/recordings
 mkdir -p "$out" "$artifacts"
 pids=()
 stop() {
-  local i
+  local i step
   for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
     kill "${pids[i]}" 2>/dev/null || true
+    for ((step = 0; step < 50; step++)); do
+      kill -0 "${pids[i]}" 2>/dev/null || break
+      sleep 0.1
+    done
+    kill -9 "${pids[i]}" 2>/dev/null || true
     wait "${pids[i]}" 2>/dev/null || true
   done
 }
@@ -67,10 +72,13 @@ mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" \
   --virtual-monitor 1280x720 --virtual-monitor 1024x768 >"$dir/log/mutter.log" 2>&1 &
 pids+=($!)
 wait_until test -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" || give_up "mutter did not start"
-# GTK draws the portal's dialog in software: there is no GPU.
-GSK_RENDERER=cairo "$gnome_portal" >"$dir/log/xdg-desktop-portal-gnome.log" 2>&1 &
-pids+=($!)
-wait_until has_bus_name org.freedesktop.impl.portal.desktop.gnome || give_up "GNOME's portal did not start"
+# GTK draws GNOME's share dialog in software: there is no GPU.
+start_gnome_portal() {
+  GSK_RENDERER=cairo "$gnome_portal" >>"$dir/log/xdg-desktop-portal-gnome.log" 2>&1 &
+  pids+=($!)
+  wait_until has_bus_name org.freedesktop.impl.portal.desktop.gnome || give_up "GNOME's portal did not start"
+}
+start_gnome_portal
 mkdir -p "$dir/portals"
 cp /usr/share/xdg-desktop-portal/portals/gnome.portal "$dir/portals/"
 XDG_DESKTOP_PORTAL_DIR=$dir/portals "$portal" >"$dir/log/xdg-desktop-portal.log" 2>&1 &
@@ -98,9 +106,11 @@ seconds=3
 # On the second monitor, whose left edge is the primary's right one.
 pointer_x=220 pointer_y=300
 teal="8 178 194" # the highlight's colour
+# Starts a recording in the background; $! is framedeck itself, so that a
+# signal sent there reaches it.
 record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@" \
-    >>"$dir/log/framedeck.log" 2>&1
+    >>"$dir/log/framedeck.log" 2>&1 &
 }
 # Keeps the pointer at its place, moving it there again and again so that
 # the desktop sends it anew: from the primary monitor's right edge across.
@@ -118,9 +128,30 @@ dialog_up() { near "$(do_ pixel "${dialog_body[@]}")" "250 250 250" 6; }
 # The button turns from pale to full blue once a monitor is chosen.
 share_ready() { near "$(do_ pixel "${share_blank[@]}")" "53 132 228" 20; }
 
+# --- declined: Cancel in GNOME's dialog, then Ctrl-C while it is up. Each
+# ends the command with status 1 and no file, and takes the dialog down.
+cancel=(430 232)
+give_up_recording() { # HOW (click or interrupt)
+  local recording status=0
+  record --mode full --output "$out/given-up.mp4"
+  recording=$!
+  wait_until dialog_up || give_up "GNOME's dialog did not show"
+  if [[ $1 == click ]]; then do_ click "${cancel[@]}" >/dev/null; else kill -INT "$recording"; fi
+  wait "$recording" || status=$?
+  ((status == 1)) || fail "a recording given up by $1 exited with $status, not 1"
+  wait_until eval '! dialog_up' || fail "GNOME's dialog stayed up after a $1"
+  [[ ! -e $out/given-up.mp4 ]] || fail "a recording given up by $1 before it began left a file"
+}
+give_up_recording click
+give_up_recording interrupt
+# GNOME 43's backend segfaults when a share whose dialog is up is withdrawn
+# (Request.Close and Session.Close alike, so any client that gives up or
+# quits then); a GNOME session's bus starts it again when next asked.
+has_bus_name org.freedesktop.impl.portal.desktop.gnome || start_gnome_portal
+
 # --- full screen, choosing the monitor in GNOME's dialog
 full=$out/full.mp4
-record --mode full --output "$full" &
+record --mode full --output "$full"
 recording=$!
 if wait_until dialog_up; then
   do_ shot "$artifacts/gnome-portal-dialog.png" >/dev/null
@@ -148,7 +179,7 @@ fi
 
 # --- an area around the pointer; the choice is remembered, so no dialog
 area=$out/area.mp4
-record --mode area --area 100,200,200,200 --output "$area" &
+record --mode area --area 100,200,200,200 --output "$area"
 recording=$!
 hold_pointer "$recording"
 wait "$recording" || fail "area recording exited with $? (did the dialog come back?)"
