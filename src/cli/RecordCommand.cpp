@@ -177,7 +177,8 @@ void printRecordUsage(std::FILE* out) {
                       "  --seconds    stop after this much recorded time (pauses not counted);\n"
                       "               otherwise record until SIGINT or SIGTERM. SIGUSR1 pauses and resumes.\n"
                       "  Prints the path of every file written, one per line.\n"
-                      "  Exit status: 0 done, 1 recording failed, 2 bad flags, 3 no display,\n"
+                      "  Exit status: 0 done, 1 recording failed (or the desktop's share dialog was\n"
+                      "  cancelled, or interrupted), 2 bad flags, 3 no display,\n"
                       "  4 no sound server, 5 output not writable, 6 the output stopped taking data\n"
                       "  while recording (disk full, folder or file gone; what was recorded is kept).\n");
 }
