@@ -229,8 +229,9 @@ void RVRecordManager::chooseImageSize() {
     // share dialog (Wayland) may have shared another monitor than the one
     // chosen here, of another size.
     const CaptureSource* screen = this->session(CaptureSourceKind::Screen).source.get();
-    if (rect.isZero() && recordVideoType != RecordVideoType::AppWindow && screen &&
-        screen->frameWidth() > 0 &&
+    const bool wholeScreen = rect.isZero() || (rect.x == 0 && rect.y == 0 && rect.width == screen_.width &&
+                                               rect.height == screen_.height);
+    if (wholeScreen && recordVideoType != RecordVideoType::AppWindow && screen && screen->frameWidth() > 0 &&
         (screen->frameWidth() != screen_.width || screen->frameHeight() != screen_.height)) {
         EMLog::showMessage("%s %d the screen comes as %dx%d, not %dx%d: recording it at that size", __func__,
                            __LINE__, screen->frameWidth(), screen->frameHeight(), screen_.width,

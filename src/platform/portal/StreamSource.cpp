@@ -36,6 +36,7 @@ public:
             return false;
         keepAlive_ = std::move(shared->keepAlive);
         screen_ = request_.screen;
+        RVRect captureRect = request_.captureRect;
         if (shared->monitor && (shared->monitor->x != screen_.x || shared->monitor->y != screen_.y)) {
             // The user shared another monitor in the desktop's dialog: that
             // one is recorded, an area taken from it at the same place. A
@@ -46,6 +47,9 @@ public:
                 "the shared one",
                 __func__, __LINE__, shared->monitor->x, shared->monitor->y, shared->monitor->width,
                 shared->monitor->height, screen_.name.c_str(), screen_.x, screen_.y);
+            // The whole of the chosen monitor means the whole shared one.
+            if (captureRect == RVRect{0, 0, double(screen_.width), double(screen_.height)})
+                captureRect = {};
             screen_ = *shared->monitor;
         }
         const bool cursorMetadata = shared->cursorMetadata;
@@ -73,7 +77,7 @@ public:
             release();
             return false;
         }
-        area_ = streamAreaFor(screen_, request_.captureRect, streamWidth, streamHeight);
+        area_ = streamAreaFor(screen_, captureRect, streamWidth, streamHeight);
         streamWidth_ = streamWidth;
         streamHeight_ = streamHeight;
         if (area_.width <= 0) {

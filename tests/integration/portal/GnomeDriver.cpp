@@ -14,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QImage>
+#include <QThread>
 #include <iostream>
 #include <mutex>
 #include <sstream>
@@ -60,6 +61,15 @@ int main(int argc, char** argv) {
     if (!source->start(startError)) {
         std::cout << "error: " << startError << std::endl;
         return 1;
+    }
+    // Ready once a picture is there to answer "pixel" and "shot" with.
+    for (int i = 0; i < 200; ++i) {
+        {
+            std::lock_guard lock(mutex);
+            if (!last.isNull())
+                break;
+        }
+        QThread::msleep(50);
     }
     std::cout << "ready " << source->frameWidth() << "x" << source->frameHeight() << std::endl;
 

@@ -12,7 +12,8 @@
 #   highlight where the pointer is, in a full-screen recording and in an area
 #   (cut from the shared monitor);
 # - the dialog's "Remember this selection": the next recordings start with no
-#   dialog, through the restore token.
+#   dialog, through the restore token, the main window's (Start and Stop
+#   clicked) too.
 # Skipped (77) where mutter or GNOME's portal is not installed.
 #
 #   gnome_portal_check.sh FRAMEDECK DRIVER SOURCE_DIR ARTIFACT_DIR
@@ -98,10 +99,11 @@ do_() {
   echo "$answer"
 }
 
-# Every decoration on, as a user who wants the pointer seen would set it.
+# The arrow and its highlight on, as a user who wants the pointer seen would
+# set them (past the first run, whose defaults have no highlight).
 settings=$XDG_CONFIG_HOME/FrameDeck/FrameDeck.conf
 mkdir -p "$(dirname "$settings")"
-printf '[General]\nIsShowMouse=true\nIsMouseHighlight=true\n' >"$settings"
+printf '[General]\nIsFirstRun=true\nIsShowMouse=true\nIsMouseHighlight=true\n' >"$settings"
 seconds=3
 # On the second monitor, whose left edge is the primary's right one.
 pointer_x=220 pointer_y=300
@@ -112,12 +114,16 @@ record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@" \
     >>"$dir/log/framedeck.log" 2>&1 &
 }
-# Keeps the pointer at its place, moving it there again and again so that
-# the desktop sends it anew: from the primary monitor's right edge across.
+# Puts the pointer at its place, from the primary monitor's right edge
+# across, and keeps it there while PID runs, stirring it by a pixel so that
+# the desktop sends it anew.
 hold_pointer() {
+  local step=1
+  do_ move 1270 "$pointer_y" >/dev/null
+  do_ nudge $((10 + pointer_x)) 0 >/dev/null
   while kill -0 "$1" 2>/dev/null; do
-    do_ move 1270 "$pointer_y" >/dev/null
-    do_ nudge $((10 + pointer_x)) 0 >/dev/null
+    do_ nudge "$step" 0 >/dev/null
+    step=$((-step))
     sleep 0.3
   done
 }
@@ -191,6 +197,39 @@ if [[ -s $area ]]; then
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the area: '$seen'"
 else
   fail "no area file"
+fi
+
+# --- the main window: Start and Stop clicked, the remembered monitor recorded
+gui_log=$dir/log/framedeck-gui.log
+# mutter opens a window on the monitor the pointer is on.
+do_ move 640 360 >/dev/null
+QT_QPA_PLATFORM=wayland QT_WAYLAND_CLIENT_BUFFER_INTEGRATION=none "$framedeck" >"$gui_log" 2>&1 &
+gui=$!
+pids+=($gui)
+# The middle of Start (and then Stop) where mutter puts the window on the
+# first monitor (GNOME 43), with a Display row for the two monitors.
+start_stop=(150 463)
+wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
+  { do_ shot "$artifacts/gnome-gui-not-shown.png" >/dev/null; give_up "the main window did not show"; }
+do_ click "${start_stop[@]}" >/dev/null
+wait_until grep -q startRecording "$gui_log" ||
+  { do_ shot "$artifacts/gnome-gui-not-recording.png" >/dev/null; give_up "the main window did not start recording"; }
+sleep 3 &
+hold_pointer $!
+do_ shot "$artifacts/gnome-gui-recording.png" >/dev/null
+do_ click "${start_stop[@]}" >/dev/null
+wait_until grep -q stopRecording "$gui_log" || fail "the main window did not stop recording"
+cp "$gui_log" "$artifacts/" || true
+sleep 1
+gui_file=$(find "$HOME/Videos" -name '*.mov' | head -n1)
+if [[ -n $gui_file ]]; then
+  [[ $(probe "$gui_file" width)x$(probe "$gui_file" height) == 1024x768 ]] ||
+    fail "the main window recorded $(probe "$gui_file" width)x$(probe "$gui_file" height), not the remembered 1024x768"
+  ffmpeg -v error -y -ss 2 -i "$gui_file" -frames:v 1 "$artifacts/gnome-gui-frame.png" || true
+  seen=$(pixel "$gui_file" 2 $((pointer_x + 18)) $((pointer_y + 10)))
+  near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the main window's recording: '$seen'"
+else
+  fail "the main window's recording is not in ~/Videos"
 fi
 
 if ((failures)); then
