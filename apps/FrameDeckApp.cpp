@@ -145,18 +145,16 @@ void FrameDeckApp::buildEngine() {
         return !stack_->captureFactory().cameras().empty();
     };
     if (PlatformLoader::ScreenShare* share = stack_->screenShare()) {
-        app_.shareScreen = [share](std::function<void(const QString& error)> done) {
-            share->request(
-                [done = std::move(done)](const std::string& error) { done(QString::fromStdString(error)); });
+        app_.shareScreen = [share](bool window, std::function<void(const QString& error)> done) {
+            share->request(window, [done = std::move(done)](const std::string& error) {
+                done(QString::fromStdString(error));
+            });
         };
         app_.cancelShareScreen = [share] {
             share->cancel();
         };
-        // No window source through the portal (Wayland lists no windows to a
-        // client, and FrameDeck does not ask the portal's own window picker):
-        // the kind stays unavailable; the portal's answer only decides what
-        // the tool tip says.
-        app_.setWindowKindUnavailable("Main_App_Window_Unavailable_Wayland");
+        // Wayland lists no windows to a client: the window is picked in the
+        // desktop's own dialog, where the desktop has one.
         share->askWindowSharing([this](bool offered) {
             if (!offered)
                 app_.setWindowKindUnavailable("Main_App_Window_Unavailable_Desktop");
@@ -321,6 +319,11 @@ void FrameDeckApp::connectWindow() {
     connect(&app_, &AppDelegate::regionSelectionRequested, this, [this] {
         SelectionSession::Options options;
         options.recordVideoType = app_.recordVideoType;
+        // The desktop's dialog picks the window (Wayland): the overlay only
+        // counts down, as for a full screen.
+        if (stack_->screenShare() &&
+            recordVideoTypeFromInt(app_.recordVideoType) == RecordVideoType::AppWindow)
+            options.recordVideoType = toInt(RecordVideoType::FullScreen);
         options.isShowReverseTime = app_.isShowReverseTime;
         options.fullScreenIndex = displayIndex_;
         selection_->setOptions(options);

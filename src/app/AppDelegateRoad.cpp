@@ -112,7 +112,8 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
     // Given up already, by whoever heard of the wait.
     if (!waitingForScreen_ || question != screenQuestion_)
         return;
-    shareScreen([self = QPointer<AppDelegate>(this), request, question](const QString& error) {
+    const bool window = request.recordVideoType == RecordVideoType::AppWindow;
+    shareScreen(window, [self = QPointer<AppDelegate>(this), request, question](const QString& error) {
         if (!self || question != self->screenQuestion_ || !self->waitingForScreen_)
             return;
         self->setWaitingForScreen(false);

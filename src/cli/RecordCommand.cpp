@@ -171,6 +171,8 @@ void printRecordUsage(std::FILE* out) {
                       "  the same engine as the main window. The stored settings apply; flags override them\n"
                       "  for this run only.\n"
                       "  --area       pixels of the chosen monitor, origin at its top left\n"
+                      "  --window     the X window to record; through the portal the desktop asks\n"
+                      "               which window instead, and --window is left out\n"
                       "  --backend    how the screen is read: x11 (the X server) or portal (the desktop\n"
                       "               portal of a Wayland session, which may ask which monitor to share);\n"
                       "               by default portal in a Wayland session, x11 otherwise\n"
@@ -210,13 +212,14 @@ int runRecordCommand(int argc, char** argv) {
     const PlatformLoader::ScreenBackend backend = options->backend
                                                       ? *PlatformLoader::screenBackendNamed(*options->backend)
                                                       : PlatformLoader::sessionScreenBackend();
-    // The portal backend has no window source: Wayland lists no windows to
-    // a client, and FrameDeck asks the portal for a monitor only.
-    if (request.recordVideoType == RecordVideoType::AppWindow &&
-        backend == PlatformLoader::ScreenBackend::Portal)
-        return fail(kExitUsage,
-                    "window recordings are not available through the desktop portal (Wayland): "
-                    "record --mode full or --mode area, or use --backend x11 where an X server runs");
+    // Wayland lists no windows to a client: through the portal the desktop
+    // asks the user which window, and X window ids mean nothing there.
+    const bool portal = backend == PlatformLoader::ScreenBackend::Portal;
+    if (request.recordVideoType == RecordVideoType::AppWindow && !portal && !options->window)
+        return fail(kExitUsage, "--mode window needs --window XID");
+    if (options->window && portal)
+        return fail(kExitUsage, "--window takes an X window id, which the desktop portal (Wayland) does not "
+                                "know: leave it out, and the desktop asks which window to record");
     if (wantsScreen && !PlatformLoader::displayAvailable(backend, &error))
         return fail(kExitNoDisplay, error);
     if (wantsSound && !PlatformLoader::soundServerAvailable(&error))
@@ -273,7 +276,7 @@ int runRecordCommand(int argc, char** argv) {
             return fail(kExitUsage, "--area reaches outside the monitor (" + std::to_string(screen.width) +
                                         "x" + std::to_string(screen.height) + ")");
     }
-    if (request.recordVideoType == RecordVideoType::AppWindow) {
+    if (request.recordVideoType == RecordVideoType::AppWindow && !portal) {
         bool found = false;
         for (const CaptureWindowInfo& w : stack.captureFactory().onScreenWindows())
             if (w.number == request.selectedWindowNumber) {
@@ -293,7 +296,8 @@ int runRecordCommand(int argc, char** argv) {
     // answer is kept for the recording's start.
     if (PlatformLoader::ScreenShare* share = wantsScreen ? stack.screenShare() : nullptr) {
         std::optional<std::string> answer;
-        share->request([&answer](const std::string& error) { answer = error; });
+        share->request(request.recordVideoType == RecordVideoType::AppWindow,
+                       [&answer](const std::string& error) { answer = error; });
         while (!answer) {
             if (const int s = signalMask.wait(kTick); s == SIGINT || s == SIGTERM) {
                 share->cancel();

@@ -37,8 +37,6 @@ bool buildRecordPlan(const RecordOptions& options, KeyValueStore& settings, Reco
                                                                         : RecordVideoType::FullScreen);
     if (r.recordVideoType == RecordVideoType::CustomArea && !options.area)
         return error = "--mode area needs --area X,Y,W,H", false;
-    if (r.recordVideoType == RecordVideoType::AppWindow && !options.window)
-        return error = "--mode window needs --window XID", false;
     if (options.area && r.recordVideoType != RecordVideoType::CustomArea)
         return error = "--area goes with --mode area", false;
     if (options.window && r.recordVideoType != RecordVideoType::AppWindow)

@@ -63,8 +63,9 @@ portalcapture::RestoreTokenStore settingsTokenStore() {
     return store;
 }
 
-// A Wayland session: the screen through the portal, the monitors from the
-// compositor, no window list; sound and cameras as everywhere. The broker,
+// A Wayland session: the screen and windows through the portal, the
+// monitors from the compositor, no window list; sound and cameras as
+// everywhere. The broker,
 // when given, must outlive the factory.
 class PortalPulseV4l2Factory : public X11PulseV4l2Factory {
 public:
@@ -73,8 +74,10 @@ public:
     std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request) override {
         return portalcapture::createScreenSource(request, {settingsTokenStore(), pointer_, share_});
     }
-    std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest&) override {
-        return nullptr;
+    // The window is picked in the desktop's own dialog: Wayland shows a
+    // client no other windows.
+    std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest& request) override {
+        return portalcapture::createWindowSource(request, share_);
     }
     std::vector<RVScreen> screens() override { return portalcapture::listOutputs(); }
     std::vector<CaptureWindowInfo> onScreenWindows() override { return {}; }
@@ -86,8 +89,8 @@ private:
 
 class PortalScreenShare : public PlatformLoader::ScreenShare {
 public:
-    void request(std::function<void(const std::string& error)> done) override {
-        broker_.request(std::move(done));
+    void request(bool window, std::function<void(const std::string& error)> done) override {
+        broker_.request(window, std::move(done));
     }
     void cancel() override { broker_.cancel(); }
     void askWindowSharing(std::function<void(bool offered)> done) override {

@@ -42,8 +42,9 @@ class ScreenShare {
 public:
     virtual ~ScreenShare() = default;
     // `done` runs on the main thread once the desktop has answered, with an
-    // empty error when the screen is shared.
-    virtual void request(std::function<void(const std::string& error)> done) = 0;
+    // empty error when the screen (with `window`: one window, which the
+    // desktop lets the user pick) is shared.
+    virtual void request(bool window, std::function<void(const std::string& error)> done) = 0;
     // Gives up waiting for the answer: the desktop's question is withdrawn
     // and `done` of the requests waiting never runs; the next request asks
     // afresh.

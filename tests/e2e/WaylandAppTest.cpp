@@ -158,12 +158,12 @@ TEST_F(App, WaylandCustomAreaDraggedInTheOverlayIsRecordedAtItsSizeAndPlace) {
         EXPECT_TRUE(isBackground(frame, at));
 }
 
-// Wayland lists no windows and this portal shares monitors only: the window
-// kind is greyed out and says why, in each language. And the wait for the
-// portal can be given up from the window; the next press then records.
+// Wayland lists no windows and this portal shares monitors only: once the
+// portal says so, the window kind is greyed out and says why, in each
+// language. And the wait for the portal can be given up from the window;
+// the next press then records.
 TEST_F(App, WaylandNoWindowKindAndTheWaitForThePortalCanBeCancelled) {
     QToolButton* windowKind = frameDeck->mainWindow().modeButton(2);
-    EXPECT_FALSE(windowKind->isEnabled());
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return windowKind->toolTip() == L("Main_App_Window_Unavailable_Desktop"); }, 30000))
         << windowKind->toolTip().toStdString();

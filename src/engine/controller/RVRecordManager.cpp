@@ -209,6 +209,12 @@ void RVRecordManager::startRecording() {
 
 void RVRecordManager::chooseImageSize() {
     EncodeManager& session = encodeManager();
+    // A window the user picks in the desktop's own dialog (Wayland): nothing
+    // is known of it until its stream starts.
+    const bool desktopPicksWindow =
+        recordVideoType == RecordVideoType::AppWindow && request_.selectedWindowNumber == 0;
+    if (desktopPicksWindow)
+        captureRect = RVRect{};
     const RVRect rect = captureRect;
     if (rect.isZero()) {
         session.setImageSize({static_cast<double>(screen_.width), static_cast<double>(screen_.height)});
@@ -229,6 +235,15 @@ void RVRecordManager::chooseImageSize() {
     // share dialog (Wayland) may have shared another monitor than the one
     // chosen here, of another size.
     const CaptureSource* screen = this->session(CaptureSourceKind::Screen).source.get();
+    if (desktopPicksWindow) {
+        if (screen && screen->frameWidth() > 0) {
+            EMLog::showMessage("%s %d the window comes as %dx%d", __func__, __LINE__, screen->frameWidth(),
+                               screen->frameHeight());
+            session.setImageSize(
+                {static_cast<double>(screen->frameWidth()), static_cast<double>(screen->frameHeight())});
+        }
+        return;
+    }
     const bool wholeScreen = rect.isZero() || (rect.x == 0 && rect.y == 0 && rect.width == screen_.width &&
                                                rect.height == screen_.height);
     if (wholeScreen && recordVideoType != RecordVideoType::AppWindow && screen && screen->frameWidth() > 0 &&

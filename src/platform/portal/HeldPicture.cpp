@@ -1,5 +1,6 @@
 #include "platform/portal/HeldPicture.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace portalcapture {
@@ -11,15 +12,24 @@ constexpr std::size_t kMaxTrackedBuffers = 32;
 
 } // namespace
 
-HeldPicture::HeldPicture(StreamArea area)
-    : area_(area), pixels_(static_cast<std::size_t>(area.width) * area.height * 4) {
+HeldPicture::HeldPicture(StreamArea area, OtherSizes otherSizes)
+    : area_(area), otherSizes_(otherSizes), pixels_(static_cast<std::size_t>(area.width) * area.height * 4) {
 }
 
 void HeldPicture::store(const uint8_t* pixels, int stride, int width, int height, double arrival,
                         const std::optional<RowBands>& changedRows) {
-    if (!pixels || area_.x + area_.width > width || area_.y + area_.height > height || stride < width * 4)
+    if (!pixels || stride < width * 4)
+        return;
+    const bool reaches = area_.x + area_.width <= width && area_.y + area_.height <= height;
+    if (!reaches && otherSizes_ == OtherSizes::Ignore)
+        return;
+    // The part of the area the picture covers; the rest is black.
+    const int coveredWidth = std::min(area_.width, width - area_.x);
+    const int coveredHeight = std::min(area_.height, height - area_.y);
+    if (coveredWidth <= 0 || coveredHeight <= 0)
         return;
     const std::size_t row = static_cast<std::size_t>(area_.width) * 4;
+    const std::size_t covered = static_cast<std::size_t>(coveredWidth) * 4;
     std::lock_guard lock(mutex_);
     // The area's rows the stream changed; all of them when it does not say,
     // for the first picture, and when the stream's size moved.
@@ -34,11 +44,18 @@ void HeldPicture::store(const uint8_t* pixels, int stride, int width, int height
     RowBands all;
     all.addAll(area_.height);
     for (const RowBands::Band& band : (rows ? *rows : all).bands())
-        for (int y = band.first; y < band.end; ++y)
-            std::memcpy(pixels_.data() + y * row,
+        for (int y = band.first; y < band.end; ++y) {
+            uint8_t* into = pixels_.data() + y * row;
+            if (y >= coveredHeight) {
+                std::memset(into, 0, row);
+                continue;
+            }
+            std::memcpy(into,
                         pixels + static_cast<std::size_t>(area_.y + y) * stride +
                             static_cast<std::size_t>(area_.x) * 4,
-                        row);
+                        covered);
+            std::memset(into + covered, 0, row - covered);
+        }
     have_ = true;
     // A picture whose changes miss the area is no news for the recording.
     if (!rows || !rows->empty()) {

@@ -25,14 +25,19 @@ namespace portalcapture {
 // thread.
 class HeldPicture {
 public:
-    explicit HeldPicture(StreamArea area);
+    // What becomes of a stream picture that does not reach the area's far
+    // corner: a monitor's stream sends one while it renegotiates its size,
+    // and it is ignored; a window's stream sends one when the window was
+    // resized, and it is placed at the area's top left, cut to the area or
+    // filled out in black.
+    enum class OtherSizes { Ignore, FitTopLeft };
+    explicit HeldPicture(StreamArea area, OtherSizes otherSizes = OtherSizes::Ignore);
 
     // Copies `area` out of a stream picture (4 bytes a pixel, rows `stride`
     // bytes apart) that arrived at `arrival` on the capture clock.
     // `changedRows`: the stream picture's rows that differ from the stream's
-    // picture before (nothing: not known, all of them). A picture smaller
-    // than the area's far corner is ignored (a stream renegotiating its
-    // size), and so is a pointer at no pixels.
+    // picture before (nothing: not known, all of them). A pointer at no
+    // pixels is ignored.
     void store(const uint8_t* pixels, int stride, int width, int height, double arrival,
                const std::optional<RowBands>& changedRows = std::nullopt);
 
@@ -56,6 +61,7 @@ private:
     void noteChange(const std::optional<RowBands>& rows);
 
     const StreamArea area_;
+    const OtherSizes otherSizes_;
     std::mutex mutex_;
     std::vector<uint8_t> pixels_; // rows of area_.width * 4 bytes
     bool have_ = false;

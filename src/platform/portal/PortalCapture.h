@@ -64,19 +64,22 @@ public:
     ScreenShareBroker& operator=(const ScreenShareBroker&) = delete;
 
     // `done` runs on the main thread once the portal has answered, with an
-    // empty error when the screen is shared. A request while one is waiting
-    // gets its answer too; with a session already shared, `done` runs at once.
-    void request(std::function<void(const std::string& error)> done);
+    // empty error when the screen (with `window`: one window, picked in the
+    // desktop's dialog) is shared. A request while one of the same kind is
+    // waiting gets its answer too; with a session of that kind already
+    // shared, `done` runs at once. A session of the other kind is closed.
+    void request(bool window, std::function<void(const std::string& error)> done);
     bool waiting() const { return !waiters_.empty(); }
     // Stops waiting: the portal's pending request is closed (with the
     // session it made so far), the waiters are dropped unanswered, and the
     // next request asks the portal afresh.
     void cancel();
-    // The shared session, once; null when none is ready.
-    std::unique_ptr<ScreenCastSession> take();
+    // The shared session of that kind, once; null when none is ready.
+    std::unique_ptr<ScreenCastSession> take(bool window);
 
 private:
     RestoreTokenStore tokens_;
+    bool askingWindow_ = false;
     std::unique_ptr<QObject> context_;
     std::unique_ptr<ScreenCastSession> ready_;
     std::vector<std::function<void(const std::string&)>> waiters_;
@@ -92,6 +95,14 @@ struct PortalScreenOptions {
     // (null: start() asks the portal itself).
     ScreenShareBroker* share = nullptr;
 };
+
+// One window, picked in the desktop's dialog each time (or taken from the
+// broker), recorded at the size its stream has when it starts; later
+// pictures of another size (the window resized) keep their top left corner
+// there, cut to that size or filled out in black. No pointer, as for windows
+// on X11.
+std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest& request,
+                                                  ScreenShareBroker* share);
 
 // "ScreenOutputQueue": the monitor the portal hands over (asked once; later
 // sessions restore the choice with the stored token), `captureRect` of it

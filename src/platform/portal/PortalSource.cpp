@@ -12,7 +12,7 @@ std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& re
                                                   PortalScreenOptions options) {
     ScreenOpener open = [tokens = std::move(options.tokens),
                          share = options.share](std::string& error) -> std::optional<SharedScreen> {
-        std::unique_ptr<ScreenCastSession> session = share ? share->take() : nullptr;
+        std::unique_ptr<ScreenCastSession> session = share ? share->take(false) : nullptr;
         if (!session) {
             ScreenCastRequest castRequest;
             if (tokens.load)
@@ -36,22 +36,49 @@ std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& re
     return createStreamSource(request, std::move(options.pointer), std::move(open));
 }
 
+std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest& request,
+                                                  ScreenShareBroker* share) {
+    ScreenOpener open = [share](std::string& error) -> std::optional<SharedScreen> {
+        std::unique_ptr<ScreenCastSession> session = share ? share->take(true) : nullptr;
+        if (!session) {
+            ScreenCastRequest castRequest;
+            castRequest.window = true;
+            session = ScreenCastSession::open(castRequest, error);
+            if (!session)
+                return std::nullopt;
+        }
+        SharedScreen shared;
+        shared.remote = session->takePipeWireFd();
+        shared.node = session->node();
+        shared.keepAlive = std::shared_ptr<ScreenCastSession>(std::move(session));
+        return shared;
+    };
+    return createWindowStreamSource(request, std::move(open));
+}
+
 ScreenShareBroker::ScreenShareBroker(RestoreTokenStore tokens)
     : tokens_(std::move(tokens)), context_(std::make_unique<QObject>()) {
 }
 
 ScreenShareBroker::~ScreenShareBroker() = default;
 
-void ScreenShareBroker::request(std::function<void(const std::string& error)> done) {
-    if (ready_) {
+void ScreenShareBroker::request(bool window, std::function<void(const std::string& error)> done) {
+    if (ready_ && ready_->window() == window) {
         done({});
         return;
     }
+    if (!waiters_.empty() && askingWindow_ != window) {
+        done("the desktop is still being asked to share another kind of source");
+        return;
+    }
+    ready_.reset(); // the other kind, no longer wanted
     waiters_.push_back(std::move(done));
     if (waiters_.size() > 1)
         return; // the portal is asked already
+    askingWindow_ = window;
     ScreenCastRequest castRequest;
-    if (tokens_.load)
+    castRequest.window = window;
+    if (tokens_.load && !window)
         castRequest.restoreToken = tokens_.load();
     ScreenCastSession::openAsync(
         castRequest, context_.get(),
@@ -76,7 +103,9 @@ void ScreenShareBroker::cancel() {
     EMLog::showMessage("%s %d the request for the screen was withdrawn", __func__, __LINE__);
 }
 
-std::unique_ptr<ScreenCastSession> ScreenShareBroker::take() {
+std::unique_ptr<ScreenCastSession> ScreenShareBroker::take(bool window) {
+    if (!ready_ || ready_->window() != window)
+        return nullptr;
     return std::move(ready_);
 }
 

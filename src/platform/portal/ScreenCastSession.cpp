@@ -47,7 +47,6 @@ const QString kScreenCast = QStringLiteral("org.freedesktop.portal.ScreenCast");
 const QString& kService = PortalRequest::kService;
 const QString& kObject = PortalRequest::kObject;
 constexpr int kCallTimeoutMs = PortalRequest::kCallTimeoutMs;
-constexpr uint32_t kSourceMonitor = 1;
 // The portal keeps the choice until the user revokes it, so the next
 // session's restore token starts it without asking.
 constexpr uint32_t kPersistUntilRevoked = 2;
@@ -72,10 +71,19 @@ public:
             return false;
         uint32_t available = 0;
         uint32_t version = 0;
-        if (!readProperties(available, version, error))
+        uint32_t sourceTypes = 0;
+        if (!readProperties(available, version, sourceTypes, error))
             return false;
-        session_.cursorMode_ = chooseCursorMode(available);
-        if (session_.cursorMode_ != kCursorMetadata)
+        if (request_.window && !(sourceTypes & kSourceTypeWindow)) {
+            error = "this desktop's screen-cast portal shares whole screens only, not single windows";
+            return false;
+        }
+        session_.window_ = request_.window;
+        // A window is recorded as it is, without FrameDeck's cursor
+        // decorations: its pointer is left out too where the portal allows.
+        session_.cursorMode_ = request_.window && (available & kCursorHidden) ? uint32_t(kCursorHidden)
+                                                                              : chooseCursorMode(available);
+        if (!request_.window && session_.cursorMode_ != kCursorMetadata)
             EMLog::showMessage("%s %d the portal sends no cursor metadata (cursor modes %u): the desktop's "
                                "own cursor is recorded",
                                __func__, __LINE__, available);
@@ -91,10 +99,11 @@ public:
         }
         const QDBusObjectPath sessionPath(QString::fromStdString(session_.sessionHandle_));
 
-        QVariantMap select{
-            {"types", kSourceMonitor}, {"multiple", false}, {"cursor_mode", session_.cursorMode_}};
+        QVariantMap select{{"types", request_.window ? kSourceTypeWindow : kSourceTypeMonitor},
+                           {"multiple", false},
+                           {"cursor_mode", session_.cursorMode_}};
         // Restore tokens came with version 4 of the interface.
-        if (version >= 4) {
+        if (version >= 4 && !request_.window) {
             select.insert("persist_mode", kPersistUntilRevoked);
             if (!request_.restoreToken.empty())
                 select.insert("restore_token", QString::fromStdString(request_.restoreToken));
@@ -118,7 +127,7 @@ private:
                             "the screen cast", results, error);
     }
 
-    bool readProperties(uint32_t& cursorModes, uint32_t& version, std::string& error) {
+    bool readProperties(uint32_t& cursorModes, uint32_t& version, uint32_t& sourceTypes, std::string& error) {
         QDBusMessage get =
             QDBusMessage::createMethodCall(kService, kObject, "org.freedesktop.DBus.Properties", "GetAll");
         get << kScreenCast;
@@ -129,6 +138,7 @@ private:
         }
         const QVariantMap properties = qdbus_cast<QVariantMap>(reply.arguments().first());
         cursorModes = properties.value("AvailableCursorModes").toUInt();
+        sourceTypes = properties.value("AvailableSourceTypes").toUInt();
         version = properties.value("version").toUInt();
         return true;
     }
@@ -144,7 +154,7 @@ private:
         return value;
     }
 
-    // streams: a(ua{sv}), one monitor asked for.
+    // streams: a(ua{sv}), one monitor or window asked for.
     bool readStream(const QVariantMap& results, std::string& error) {
         const QDBusArgument streams = results.value("streams").value<QDBusArgument>();
         bool found = false;

@@ -31,11 +31,17 @@ struct ScreenCastRequest {
     std::string restoreToken;
     // How long the user may take to answer the portal's picker.
     int answerTimeoutMs = 120000;
+    // One window, picked in the desktop's dialog, instead of a monitor. A
+    // window is asked for afresh each time (no restore token): the window a
+    // user wants changes from one recording to the next, and a window that
+    // has closed cannot be restored anyway.
+    bool window = false;
 };
 
-// One portal screen-cast session of one monitor: CreateSession,
-// SelectSources (a monitor, the cursor as metadata where offered, the
-// choice kept by the portal until revoked), Start and OpenPipeWireRemote on
+// One portal screen-cast session of one monitor or window: CreateSession,
+// SelectSources (a monitor with the cursor as metadata where offered, the
+// choice kept by the portal until revoked; or a window without the
+// cursor), Start and OpenPipeWireRemote on
 // org.freedesktop.portal.ScreenCast. Each step's answer comes through its
 // Request object's Response signal, subscribed before the call.
 //
@@ -67,8 +73,9 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
     // Where the shared monitor lies on the desktop, in the desktop's logical
-    // pixels, when the portal says.
+    // pixels, when the portal says (never for a window).
     std::optional<std::pair<int, int>> position() const { return position_; }
+    bool window() const { return window_; }
     uint32_t cursorMode() const { return cursorMode_; }
     // To hand to the next session's request; empty when the portal gave none.
     const std::string& restoreToken() const { return restoreToken_; }
@@ -85,6 +92,7 @@ private:
     int height_ = 0;
     std::optional<std::pair<int, int>> position_;
     uint32_t cursorMode_ = 0;
+    bool window_ = false;
     std::string restoreToken_;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/portal/PipeWireStream.h"
 #include "platform/portal/PortalRules.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -27,6 +28,10 @@ public:
     StreamScreenSource(const ScreenCaptureRequest& request, std::shared_ptr<PointerFeed> pointer,
                        ScreenOpener open)
         : request_(request), pointer_(std::move(pointer)), open_(std::move(open)),
+          fps_(request.fps > 0 ? request.fps : 25) {}
+    // A window: all of the stream, nothing of the pointer.
+    StreamScreenSource(const WindowCaptureRequest& request, ScreenOpener open)
+        : window_(true), windowWidth_(request.width), windowHeight_(request.height), open_(std::move(open)),
           fps_(request.fps > 0 ? request.fps : 25) {}
     ~StreamScreenSource() override { stop(); }
 
@@ -52,7 +57,7 @@ public:
                 captureRect = {};
             screen_ = *shared->monitor;
         }
-        const bool cursorMetadata = shared->cursorMetadata;
+        const bool cursorMetadata = shared->cursorMetadata && !window_;
         node_ = shared->node;
         PipeWireStream::Callbacks callbacks;
         callbacks.onPicture = [this](const StreamPicture& picture) {
@@ -77,7 +82,8 @@ public:
             release();
             return false;
         }
-        area_ = streamAreaFor(screen_, captureRect, streamWidth, streamHeight);
+        area_ = window_ ? windowArea(streamWidth, streamHeight)
+                        : streamAreaFor(screen_, captureRect, streamWidth, streamHeight);
         streamWidth_ = streamWidth;
         streamHeight_ = streamHeight;
         if (area_.width <= 0) {
@@ -87,13 +93,14 @@ public:
         }
         {
             std::lock_guard lock(mutex_);
-            held_ = std::make_unique<HeldPicture>(area_);
+            held_ = std::make_unique<HeldPicture>(area_, window_ ? HeldPicture::OtherSizes::FitTopLeft
+                                                                 : HeldPicture::OtherSizes::Ignore);
             stopping_ = false;
         }
         pool_ = FramePool::create(area_.width, area_.height, kPoolFrames);
-        EMLog::showMessage("%s %d screen cast: node %u, %dx%d stream, area %d,%d %dx%d, cursor as %s",
-                           __func__, __LINE__, node_, streamWidth, streamHeight, area_.x, area_.y,
-                           area_.width, area_.height, cursorMetadata ? "metadata" : "pixels");
+        EMLog::showMessage("%s %d %s cast: node %u, %dx%d stream, area %d,%d %dx%d, cursor as %s", __func__,
+                           __LINE__, window_ ? "window" : "screen", node_, streamWidth, streamHeight, area_.x,
+                           area_.y, area_.width, area_.height, cursorMetadata ? "metadata" : "pixels");
         thread_ = std::thread([this] { run(); });
         return true;
     }
@@ -109,11 +116,19 @@ public:
         release();
     }
 
-    CaptureCapabilities capabilities() const override { return {true, false, false}; }
+    CaptureCapabilities capabilities() const override { return {true, false, window_}; }
     int frameWidth() const override { return area_.width; }
     int frameHeight() const override { return area_.height; }
 
 private:
+    // A window is recorded at the size asked for, or else at the size its
+    // stream starts with, evened for the encoder.
+    StreamArea windowArea(int streamWidth, int streamHeight) const {
+        const int width = windowWidth_ > 0 ? windowWidth_ : streamWidth;
+        const int height = windowHeight_ > 0 ? windowHeight_ : streamHeight;
+        return {0, 0, std::max(2, width & ~1), std::max(2, height & ~1)};
+    }
+
     // PipeWire thread.
     void pictureArrived(const StreamPicture& picture) {
         const double arrival = captureClockNow();
@@ -207,8 +222,11 @@ private:
     }
 
     const ScreenCaptureRequest request_;
+    const bool window_ = false;
+    const int windowWidth_ = 0;
+    const int windowHeight_ = 0;
     // The monitor recorded: the request's, or the one the desktop shared
-    // instead. Set by start() before the stream runs.
+    // instead (none for a window). Set by start() before the stream runs.
     RVScreen screen_;
     const std::shared_ptr<PointerFeed> pointer_;
     const ScreenOpener open_;
@@ -234,6 +252,11 @@ private:
 std::unique_ptr<CaptureSource> createStreamSource(const ScreenCaptureRequest& request,
                                                   std::shared_ptr<PointerFeed> pointer, ScreenOpener open) {
     return std::make_unique<StreamScreenSource>(request, std::move(pointer), std::move(open));
+}
+
+std::unique_ptr<CaptureSource> createWindowStreamSource(const WindowCaptureRequest& request,
+                                                        ScreenOpener open) {
+    return std::make_unique<StreamScreenSource>(request, std::move(open));
 }
 
 } // namespace portalcapture

@@ -41,4 +41,10 @@ using ScreenOpener = std::function<std::optional<SharedScreen>(std::string& erro
 std::unique_ptr<CaptureSource> createStreamSource(const ScreenCaptureRequest& request,
                                                   std::shared_ptr<PointerFeed> pointer, ScreenOpener open);
 
+// The same over a shared window's stream: the whole stream, at the
+// request's size (none: the stream's when it starts, evened), later pictures
+// of another size placed at the top left, cut or filled out in black.
+std::unique_ptr<CaptureSource> createWindowStreamSource(const WindowCaptureRequest& request,
+                                                        ScreenOpener open);
+
 } // namespace portalcapture

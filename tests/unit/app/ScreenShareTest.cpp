@@ -19,7 +19,9 @@ const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
 struct ScreenShare : ::testing::Test {
     ScreenShare() {
         RVRecordManager::Collaborators c;
-        c.captureFactory = std::make_unique<FakeFactory>();
+        auto capture = std::make_unique<FakeFactory>();
+        factory = capture.get();
+        c.captureFactory = std::move(capture);
         c.settings = &engineSettings;
         manager = std::make_unique<RVRecordManager>(std::move(c));
         RVRecordHost host;
@@ -30,7 +32,8 @@ struct ScreenShare : ::testing::Test {
         app.recordVideoType = toInt(RecordVideoType::FullScreen);
         app.recordAudioType = toInt(RecordAudioType::None);
         // The desktop's answers are given by the test.
-        app.shareScreen = [this](std::function<void(const QString&)> done) {
+        app.shareScreen = [this](bool window, std::function<void(const QString&)> done) {
+            askedForWindow.push_back(window);
             asked.push_back(std::move(done));
         };
         app.cancelShareScreen = [this] {
@@ -59,8 +62,10 @@ struct ScreenShare : ::testing::Test {
     TempHome home;
     AppDelegate app{std::make_unique<SettingsStore>(home.path() + "/s.conf"), FRAMEDECK_RESOURCE_DIR};
     MemoryKeyValueStore engineSettings;
+    FakeFactory* factory = nullptr;
     std::unique_ptr<RVRecordManager> manager;
     std::vector<std::function<void(const QString&)>> asked;
+    std::vector<bool> askedForWindow;
     int withdrawn = 0;
     int cancelled = 0;
     int selections = 0;
@@ -137,4 +142,22 @@ TEST_F(ScreenShare, AWindowKindWhereWindowsCannotBeRecordedFallsBackToFullScreen
     app.areaChangeAction(toInt(RecordVideoType::CustomArea));
     EXPECT_EQ(app.recordVideoType, toInt(RecordVideoType::CustomArea));
     EXPECT_EQ(changes, 2);
+}
+
+TEST_F(ScreenShare, AWindowPickedInTheDesktopsDialogIsRecordedAtTheSizeItComesIn) {
+    factory->pickedWindow = {300, 200};
+    app.areaChangeAction(toInt(RecordVideoType::AppWindow));
+    // The overlay only counted down, over the whole monitor.
+    RecordRequest region = fullScreen();
+    region.captureRect = {0, 0, 320, 240};
+    app.recordSelectedRegion(region);
+    ASSERT_EQ(askedForWindow, std::vector<bool>{true});
+    asked[0]({});
+    ASSERT_EQ(manager->status, RecordingStatus::Recording);
+    ASSERT_EQ(factory->windowRequests.size(), 1u);
+    EXPECT_EQ(factory->windowRequests[0].width, 0) << "the monitor's size handed on as the window's";
+    const EncodeImageSize size = manager->encodeManager().imageSize();
+    EXPECT_EQ(size.width, 300);
+    EXPECT_EQ(size.height, 200);
+    EXPECT_TRUE(manager->captureRect.load().isZero());
 }

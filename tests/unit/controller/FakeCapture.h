@@ -69,8 +69,10 @@ public:
     }
     std::unique_ptr<CaptureSource> createWindowSource(const WindowCaptureRequest& request) override {
         windowRequests.push_back(request);
-        auto source = std::make_unique<FakeSource>(CaptureCapabilities{true, false, true}, request.width,
-                                                   request.height);
+        // Without a size the window is the one the desktop let the user pick.
+        auto source = std::make_unique<FakeSource>(CaptureCapabilities{true, false, true},
+                                                   request.width ? request.width : pickedWindow.width,
+                                                   request.height ? request.height : pickedWindow.height);
         screen = source.get();
         return source;
     }
@@ -91,6 +93,10 @@ public:
     std::vector<CameraInfo> cameras() override { return {{"fake", "Fake camera"}}; }
 
     std::vector<CaptureWindowInfo> windows;
+    struct {
+        int width = 0;
+        int height = 0;
+    } pickedWindow;
     // Audio sources fail to start (the sound server is down).
     bool audioUnavailable = false;
     std::vector<ScreenCaptureRequest> screenRequests;

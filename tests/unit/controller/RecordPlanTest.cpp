@@ -83,7 +83,6 @@ TEST(RecordPlan, ContainerMustFitTheKind) {
     EXPECT_FALSE(buildRecordPlan(*parse({"--output", "/tmp/a.wav", "--format", "mp3", "--mode", "audio"}),
                                  settings, plan, error));
     EXPECT_FALSE(buildRecordPlan(*parse({"--mode", "area"}), settings, plan, error));
-    EXPECT_FALSE(buildRecordPlan(*parse({"--mode", "window"}), settings, plan, error));
 
     ASSERT_TRUE(
         buildRecordPlan(*parse({"--mode", "audio", "--output", "/tmp/x/a.WAV"}), settings, plan, error))

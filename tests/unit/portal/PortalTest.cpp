@@ -115,6 +115,35 @@ TEST(HeldPicture, CropsAndRepeatsTheNewestPicture) {
     EXPECT_FALSE(held.copyTo(wrong));
 }
 
+TEST(HeldPicture, AResizedWindowKeepsItsTopLeftCutOrFilledOutInBlack) {
+    HeldPicture held({0, 0, 4, 3}, HeldPicture::OtherSizes::FitTopLeft);
+    std::vector<uint8_t> target(4 * 3 * 4, 0xAA);
+    PixelBufferView view{target.data(), 4, 3, 16};
+    const auto pixel = [&](int x, int y) {
+        const uint8_t* px = view.row(y) + x * 4;
+        return std::vector<int>{px[0], px[1], px[2]};
+    };
+
+    // Grown: its top left part.
+    const auto grown = streamPicture(6, 5, 24);
+    held.store(grown.data(), 24, 6, 5, 1.0);
+    ASSERT_TRUE(held.copyTo(view));
+    EXPECT_EQ(pixel(3, 2), (std::vector<int>{3, 2, 7}));
+
+    // Shrunk, with damage named against the larger picture before: every
+    // row is taken anew, and what it no longer covers turns black.
+    const auto shrunk = streamPicture(2, 2, 8);
+    RowBands nothing;
+    held.store(shrunk.data(), 8, 2, 2, 2.0, nothing);
+    const auto copied = held.copyTo(view);
+    ASSERT_TRUE(copied);
+    EXPECT_EQ(copied->arrival, 2.0);
+    EXPECT_EQ(pixel(1, 1), (std::vector<int>{1, 1, 7}));
+    EXPECT_EQ(pixel(2, 1), (std::vector<int>{0, 0, 0}));
+    EXPECT_EQ(pixel(0, 2), (std::vector<int>{0, 0, 0}));
+    EXPECT_EQ(pixel(3, 2), (std::vector<int>{0, 0, 0}));
+}
+
 TEST(HeldPicture, CopiesOnlyTheRowsTheStreamSaysChanged) {
     // Rows 2 to 5 of a 4x8 stream, filling two frame buffers in turn.
     HeldPicture held({0, 2, 4, 4});
