@@ -55,6 +55,20 @@ std::optional<RowBands> readDamageRows(const spa_buffer& buffer, int height) {
     return rows;
 }
 
+std::optional<StreamArea> readCropArea(const spa_buffer& buffer, int width, int height) {
+    const auto* crop = static_cast<const spa_meta_region*>(
+        spa_buffer_find_meta_data(&buffer, SPA_META_VideoCrop, sizeof(spa_meta_region)));
+    if (!crop || !spa_meta_region_is_valid(crop))
+        return std::nullopt;
+    const int64_t x = std::clamp<int64_t>(crop->region.position.x, 0, width);
+    const int64_t y = std::clamp<int64_t>(crop->region.position.y, 0, height);
+    const int64_t right = std::min<int64_t>(x + crop->region.size.width, width);
+    const int64_t bottom = std::min<int64_t>(y + crop->region.size.height, height);
+    if (right <= x || bottom <= y)
+        return std::nullopt;
+    return StreamArea{int(x), int(y), int(right - x), int(bottom - y)};
+}
+
 std::optional<std::pair<int, int>> CursorState::apply(const CursorUpdate& update) {
     position_ = std::make_pair(update.x, update.y);
     if (update.visibility != CursorUpdate::Visibility::Unchanged)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/capture/RowBands.h"
+#include "platform/portal/PortalRules.h"
 
 #include <optional>
 #include <utility>
@@ -33,6 +34,13 @@ std::optional<CursorUpdate> readCursorMeta(const spa_buffer& buffer);
 // (SPA_META_VideoDamage) says changed since the stream's picture before.
 // Nothing when the buffer carries none, or names no region: not known.
 std::optional<RowBands> readDamageRows(const spa_buffer& buffer, int height);
+
+// The part of a width x height picture that its buffer's crop metadata
+// (SPA_META_VideoCrop) says holds the picture, kept inside it: GNOME sends a
+// window as a monitor-sized picture with the window at its top left and the
+// window's size as the crop. Nothing when the buffer carries none, or an
+// empty one.
+std::optional<StreamArea> readCropArea(const spa_buffer& buffer, int width, int height);
 
 // The pointer as the stream last described it, across buffers that each
 // carry a part of it. One thread (the stream's).

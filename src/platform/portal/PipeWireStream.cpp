@@ -102,7 +102,7 @@ struct PipeWireStream::Impl {
         }
         uint8_t storage[1024];
         spa_pod_builder b = SPA_POD_BUILDER_INIT(storage, sizeof(storage));
-        const spa_pod* params[4];
+        const spa_pod* params[5];
         uint32_t count = 0;
         params[count++] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
             &b, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
@@ -126,6 +126,12 @@ struct PipeWireStream::Impl {
             SPA_POD_CHOICE_RANGE_Int(static_cast<int>(sizeof(spa_meta_region) * kDamageRegions),
                                      static_cast<int>(sizeof(spa_meta_region)),
                                      static_cast<int>(sizeof(spa_meta_region) * kDamageRegions))));
+        // Where in the picture the picture is: a window's stream may send it
+        // in a larger frame.
+        params[count++] = static_cast<const spa_pod*>(
+            spa_pod_builder_add_object(&b, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+                                       SPA_POD_Id(SPA_META_VideoCrop), SPA_PARAM_META_size,
+                                       SPA_POD_Int(static_cast<int>(sizeof(spa_meta_region)))));
         pw_stream_update_params(stream.get(), params, count);
         pendingRows.reset(); // what follows is measured against nothing
         {
@@ -202,6 +208,7 @@ struct PipeWireStream::Impl {
             return;
         picture.pixels = static_cast<const uint8_t*>(data.data) + data.chunk->offset;
         picture.changedRows = std::exchange(pendingRows, RowBands{});
+        picture.crop = readCropArea(buffer, picture.width, picture.height);
         if (callbacks.onPicture)
             callbacks.onPicture(picture);
     }

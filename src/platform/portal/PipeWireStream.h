@@ -21,6 +21,9 @@ struct StreamPicture {
     // The rows that differ from the picture handed on before, where the
     // stream says (its damage); nothing: not known.
     std::optional<RowBands> changedRows;
+    // The part that holds the picture, where the stream says (a window's
+    // stream on GNOME); nothing: all of it.
+    std::optional<StreamArea> crop;
 };
 
 // A PipeWire video stream from a portal's remote: one thread of PipeWire's

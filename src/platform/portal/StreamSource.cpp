@@ -22,6 +22,9 @@ constexpr int kPoolFrames = 6;
 // The portal's stream agrees on its format within a few round trips; longer
 // means it never will.
 constexpr std::chrono::seconds kFormatTimeout{10};
+// A window's stream sends its first picture as soon as it runs; without one
+// by then the stream's own size stands for the window's.
+constexpr std::chrono::seconds kFirstPictureTimeout{5};
 
 class StreamScreenSource : public CaptureSource {
 public:
@@ -82,19 +85,27 @@ public:
             release();
             return false;
         }
-        area_ = window_ ? windowArea(streamWidth, streamHeight)
-                        : streamAreaFor(screen_, captureRect, streamWidth, streamHeight);
         streamWidth_ = streamWidth;
         streamHeight_ = streamHeight;
-        if (area_.width <= 0) {
-            error = "the capture area lies outside the screen";
-            release();
-            return false;
-        }
-        {
+        if (window_) {
+            // The window's size comes with its first picture (GNOME sends a
+            // window inside a frame of the monitor's size, the window's part
+            // named in each picture): that picture is held from the start,
+            // a still window may send no other.
+            std::unique_lock lock(mutex_);
+            wake_.wait_for(lock, kFirstPictureTimeout, [this] { return held_ || !failure_.empty(); });
+            if (!held_)
+                holdWindow(streamWidth, streamHeight);
+            stopping_ = false;
+        } else {
+            area_ = streamAreaFor(screen_, captureRect, streamWidth, streamHeight);
+            if (area_.width <= 0) {
+                error = "the capture area lies outside the screen";
+                release();
+                return false;
+            }
             std::lock_guard lock(mutex_);
-            held_ = std::make_unique<HeldPicture>(area_, window_ ? HeldPicture::OtherSizes::FitTopLeft
-                                                                 : HeldPicture::OtherSizes::Ignore);
+            held_ = std::make_unique<HeldPicture>(area_);
             stopping_ = false;
         }
         pool_ = FramePool::create(area_.width, area_.height, kPoolFrames);
@@ -129,13 +140,39 @@ private:
         return {0, 0, std::max(2, width & ~1), std::max(2, height & ~1)};
     }
 
+    // Under mutex_: the window's picture is held at this size from now on.
+    void holdWindow(int width, int height) {
+        area_ = windowArea(width, height);
+        held_ = std::make_unique<HeldPicture>(area_, HeldPicture::OtherSizes::FitTopLeft);
+    }
+
     // PipeWire thread.
     void pictureArrived(const StreamPicture& picture) {
         const double arrival = captureClockNow();
+        const uint8_t* pixels = picture.pixels;
+        int width = picture.width;
+        int height = picture.height;
+        std::optional<RowBands> changedRows = picture.changedRows;
+        if (window_ && picture.crop) {
+            const StreamArea& crop = *picture.crop;
+            pixels +=
+                static_cast<std::size_t>(crop.y) * picture.stride + static_cast<std::size_t>(crop.x) * 4;
+            width = crop.width;
+            height = crop.height;
+            if (changedRows) {
+                RowBands inCrop;
+                for (const RowBands::Band& band : changedRows->bands())
+                    inCrop.add(band.first - crop.y, band.end - crop.y, crop.height);
+                changedRows = std::move(inCrop);
+            }
+        }
         std::lock_guard lock(mutex_);
+        if (window_ && !held_) {
+            holdWindow(width, height);
+            wake_.notify_all();
+        }
         if (held_)
-            held_->store(picture.pixels, picture.stride, picture.width, picture.height, arrival,
-                         picture.changedRows);
+            held_->store(pixels, picture.stride, width, height, arrival, changedRows);
     }
 
     // PipeWire thread. The stream's size is read as the format agreed it
