@@ -13,16 +13,20 @@
 #   (cut from the shared monitor);
 # - the dialog's "Remember this selection": the next recordings start with no
 #   dialog, through the restore token, the main window's (Start and Stop
-#   clicked) too.
+#   clicked) too;
+# - one window, chosen in the dialog's window list, is recorded at its own
+#   size. That list is GNOME Shell's, which cannot run here: the test window
+#   (fd_test_gnome_window) lists itself, under the id mutter gives it, which
+#   is known beforehand since mutter runs with fixed-window-ids.c preloaded.
 # Skipped (77) where mutter or GNOME's portal is not installed.
 #
-#   gnome_portal_check.sh FRAMEDECK DRIVER SOURCE_DIR ARTIFACT_DIR
+#   gnome_portal_check.sh FRAMEDECK DRIVER SOURCE_DIR ARTIFACT_DIR TEST_WINDOW FIXED_WINDOW_IDS
 set -euo pipefail
 
 if [[ ${1:-} != --inside ]]; then
   exec "$3/tests/integration/pulse/on-pipewire.sh" bash "$0" --inside "$@"
 fi
-framedeck=$2 driver=$3 artifacts=$5
+framedeck=$2 driver=$3 artifacts=$5 test_window=$6 fixed_window_ids=$7
 portal=/usr/libexec/xdg-desktop-portal
 gnome_portal=/usr/libexec/xdg-desktop-portal-gnome
 for tool in mutter "$portal" "$gnome_portal" dbus-send ffmpeg; do
@@ -69,7 +73,7 @@ give_up() {
 }
 
 export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland WAYLAND_DISPLAY=framedeck-gnome
-mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" \
+LD_PRELOAD=$fixed_window_ids mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" \
   --virtual-monitor 1280x720 --virtual-monitor 1024x768 >"$dir/log/mutter.log" 2>&1 &
 pids+=($!)
 wait_until test -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" || give_up "mutter did not start"
@@ -199,6 +203,52 @@ else
   fail "no area file"
 fi
 
+# --- one window, picked in GNOME's dialog
+# mutter numbers its windows from 1000 (fixed-window-ids.c) in the order it
+# opens them; the three dialogs above had 1000 to 1002.
+window_id=1003 window_rgb=(200 40 120) window_file=$out/window.mp4
+# mutter opens a window on the monitor the pointer is on, at its top left.
+do_ move 640 360 >/dev/null
+QT_QPA_PLATFORM=wayland "$test_window" "$window_id" 400 300 "${window_rgb[@]}" "FrameDeck test window" \
+  >"$dir/log/test-window.log" 2>&1 &
+test_window_pid=$!
+pids+=("$test_window_pid")
+# Shown before the dialog opens: a dialog opened first would take the id.
+wait_until eval 'near "$(do_ pixel 238 189)" "${window_rgb[*]}" 6' ||
+  { do_ shot "$artifacts/gnome-window-not-shown.png" >/dev/null; give_up "the test window did not show"; }
+# The dialog as for a monitor, with the window in place of the monitors.
+window_row=(640 346)
+record --mode window --output "$window_file"
+recording=$!
+if wait_until dialog_up; then
+  do_ shot "$artifacts/gnome-portal-window-dialog.png" >/dev/null
+  do_ click "${window_row[@]}" >/dev/null
+  wait_until share_ready || give_up "choosing the window left Share disabled (see $artifacts/gnome-portal-window-dialog.png)"
+  do_ click "${share[@]}" >/dev/null
+else
+  # The main window below is checked all the same.
+  do_ shot "$artifacts/gnome-portal-no-window-dialog.png" >/dev/null
+  fail "GNOME's dialog for a window did not show (see $artifacts/gnome-portal-no-window-dialog.png)"
+  kill -INT "$recording" 2>/dev/null || true
+fi
+# A window id mutter does not know fails the share: "Window not found" in
+# xdg-desktop-portal-gnome.log.
+wait "$recording" || fail "window recording exited with $?"
+if [[ -s $window_file ]]; then
+  # mutter sends a window in a picture the size of its monitor and marks
+  # the window's part of it; the recording is that part alone.
+  [[ $(probe "$window_file" width)x$(probe "$window_file" height) == 400x300 ]] ||
+    fail "the window is recorded at $(probe "$window_file" width)x$(probe "$window_file" height), not its 400x300"
+  ffmpeg -v error -y -sseof -0.3 -i "$window_file" -frames:v 1 "$artifacts/gnome-portal-window-frame.png" || true
+  seen=$(pixel "$window_file" 2 200 150)
+  near "$seen" "${window_rgb[*]}" || fail "the window's middle is '$seen', not its colour ${window_rgb[*]}"
+else
+  fail "no window file"
+fi
+# Gone before the main window opens, which mutter would place beside it.
+kill "$test_window_pid"
+wait "$test_window_pid" 2>/dev/null || true
+
 # --- the main window: Start and Stop clicked, the remembered monitor recorded
 gui_log=$dir/log/framedeck-gui.log
 # mutter opens a window on the monitor the pointer is on.
@@ -237,4 +287,4 @@ if ((failures)); then
   tail -n 20 "$dir/log/framedeck.log" "$dir"/log/xdg-desktop-portal*.log >&2 || true
   exit 1
 fi
-echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered"
+echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered; one window"
