@@ -5,6 +5,7 @@
 #include "engine/EncodeManager.h"
 #include "engine/controller/RecordingRules.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 
@@ -326,7 +327,13 @@ void RVRecordManager::stopCapture() {
 void RVRecordManager::timerDurationTimeOut() {
     EncodeManager& session = encodeManager();
     RecordingProgress progress;
-    progress.seconds = static_cast<long long>(session.countRecordedDuration() / 1000);
+    double recordedMs = session.countRecordedDuration();
+    // A still screen reaches the encoder only now and then (a keyframe every
+    // two seconds), yet its last picture lasts in the file until the stop:
+    // what has been recorded is the clock's time.
+    if (recordedMs >= 0 && recordVideoType != RecordVideoType::AudioOnly)
+        recordedMs = std::max(recordedMs, recordedSeconds() * 1000);
+    progress.seconds = static_cast<long long>(recordedMs / 1000);
     if (progress.seconds < 0) {
         EMLog::showMessage("get error record duration= %d", static_cast<int>(progress.seconds));
         return;

@@ -70,6 +70,23 @@ protected:
 
 } // namespace
 
+TEST_F(RecordManagerTest, AStillScreensTimeCountsOnWhileNothingReachesTheEncoder) {
+    long long shown = -1;
+    RVRecordHost host;
+    host.clockTick = [&](const RecordingProgress& progress) {
+        shown = progress.seconds;
+    };
+    manager->setHost(host);
+    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
+    manager->startRecording();
+    factory->screen->emitFrame(101.0);
+    pushedAfterDrain();
+    now = 104.2;
+    manager->timerDurationTimeOut();
+    EXPECT_EQ(shown, 3);
+    manager->stopRecording();
+}
+
 TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
     manager->configure(request(RecordVideoType::CustomArea, {10, 20, 64, 48}));
     manager->startRecording();
