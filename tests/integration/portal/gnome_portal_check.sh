@@ -15,9 +15,9 @@
 #   dialog, through the restore token, the main window's (Start and Stop
 #   clicked) too;
 # - one window, chosen in the dialog's window list, is recorded at its own
-#   size. That list is GNOME Shell's, which cannot run here: the test window
-#   (fd_test_gnome_window) lists itself, under the id mutter gives it, which
-#   is known beforehand since mutter runs with fixed-window-ids.c preloaded.
+#   size, from the command line and from the main window's App Window kind.
+#   That list is GNOME Shell's, which cannot run here: the test window
+#   (fd_test_gnome_window) lists itself, under the id mutter gave it.
 # Skipped (77) where mutter or GNOME's portal is not installed.
 #
 #   gnome_portal_check.sh FRAMEDECK DRIVER SOURCE_DIR ARTIFACT_DIR TEST_WINDOW FIXED_WINDOW_IDS
@@ -204,50 +204,63 @@ else
 fi
 
 # --- one window, picked in GNOME's dialog
-# mutter numbers its windows from 1000 (fixed-window-ids.c) in the order it
-# opens them; the three dialogs above had 1000 to 1002.
-window_id=1003 window_rgb=(200 40 120) window_file=$out/window.mp4
-# mutter opens a window on the monitor the pointer is on, at its top left.
-do_ move 640 360 >/dev/null
-QT_QPA_PLATFORM=wayland "$test_window" "$window_id" 400 300 "${window_rgb[@]}" "FrameDeck test window" \
-  >"$dir/log/test-window.log" 2>&1 &
-test_window_pid=$!
-pids+=("$test_window_pid")
-# Shown before the dialog opens: a dialog opened first would take the id.
-wait_until eval 'near "$(do_ pixel 238 189)" "${window_rgb[*]}" 6' ||
-  { do_ shot "$artifacts/gnome-window-not-shown.png" >/dev/null; give_up "the test window did not show"; }
-# The dialog as for a monitor, with the window in place of the monitors.
+window_rgb=(200 40 120)
+# Opens the test window and lists it in the stand-in for GNOME Shell's
+# window list; it must be up before the dialog opens, which reads the list.
+open_test_window() {
+  local log=$dir/log/test-window-$1.log
+  QT_QPA_PLATFORM=wayland "$test_window" 400 300 "${window_rgb[@]}" "FrameDeck test window" >"$log" 2>&1 &
+  test_window_pid=$!
+  pids+=("$test_window_pid")
+  wait_until grep -q '^listed' "$log" || give_up "the test window was not listed: $(cat "$log")"
+}
+close_test_window() {
+  kill "$test_window_pid"
+  wait "$test_window_pid" 2>/dev/null || true
+}
+# The dialog as for a monitor, with the window list in place of the monitors.
 window_row=(640 346)
+pick_window_in_dialog() { # NAME (of the pictures)
+  if ! wait_until dialog_up; then
+    do_ shot "$artifacts/gnome-$1-no-window-dialog.png" >/dev/null
+    fail "GNOME's dialog for a window did not show (see $artifacts/gnome-$1-no-window-dialog.png)"
+    return 1
+  fi
+  do_ click "${window_row[@]}" >/dev/null
+  wait_until share_ready || give_up "choosing the window left Share disabled"
+  do_ shot "$artifacts/gnome-$1-window-dialog.png" >/dev/null
+  do_ click "${share[@]}" >/dev/null
+}
+# mutter sends a window in a picture the size of its monitor and marks the
+# window's part of it; the recording is that part alone, wherever the window
+# is: its colour from corner to corner (a part of the monitor of that size
+# would show the desktop at one corner at least).
+check_window_file() { # FILE NAME
+  [[ -s $1 ]] || { fail "no window file from the $2"; return; }
+  [[ $(probe "$1" width)x$(probe "$1" height) == 400x300 ]] ||
+    fail "the $2 recorded the window at $(probe "$1" width)x$(probe "$1" height), not its 400x300"
+  ffmpeg -v error -y -sseof -0.3 -i "$1" -frames:v 1 "$artifacts/gnome-$2-window-frame.png" || true
+  local at seen
+  for at in "4 4" "200 150" "395 295"; do
+    # shellcheck disable=SC2086 # X and Y
+    seen=$(pixel "$1" 2 $at)
+    near "$seen" "${window_rgb[*]}" || fail "the $2's window recording at $at is '$seen', not ${window_rgb[*]}"
+  done
+}
+
+window_file=$out/window.mp4
+# mutter opens windows, its dialogs too, on the monitor the pointer is on.
+do_ move 640 360 >/dev/null
+open_test_window cli
 record --mode window --output "$window_file"
 recording=$!
-if wait_until dialog_up; then
-  do_ shot "$artifacts/gnome-portal-window-dialog.png" >/dev/null
-  do_ click "${window_row[@]}" >/dev/null
-  wait_until share_ready || give_up "choosing the window left Share disabled (see $artifacts/gnome-portal-window-dialog.png)"
-  do_ click "${share[@]}" >/dev/null
-else
-  # The main window below is checked all the same.
-  do_ shot "$artifacts/gnome-portal-no-window-dialog.png" >/dev/null
-  fail "GNOME's dialog for a window did not show (see $artifacts/gnome-portal-no-window-dialog.png)"
-  kill -INT "$recording" 2>/dev/null || true
-fi
+pick_window_in_dialog portal || kill -INT "$recording" 2>/dev/null || true
 # A window id mutter does not know fails the share: "Window not found" in
 # xdg-desktop-portal-gnome.log.
 wait "$recording" || fail "window recording exited with $?"
-if [[ -s $window_file ]]; then
-  # mutter sends a window in a picture the size of its monitor and marks
-  # the window's part of it; the recording is that part alone.
-  [[ $(probe "$window_file" width)x$(probe "$window_file" height) == 400x300 ]] ||
-    fail "the window is recorded at $(probe "$window_file" width)x$(probe "$window_file" height), not its 400x300"
-  ffmpeg -v error -y -sseof -0.3 -i "$window_file" -frames:v 1 "$artifacts/gnome-portal-window-frame.png" || true
-  seen=$(pixel "$window_file" 2 200 150)
-  near "$seen" "${window_rgb[*]}" || fail "the window's middle is '$seen', not its colour ${window_rgb[*]}"
-else
-  fail "no window file"
-fi
+check_window_file "$window_file" portal
 # Gone before the main window opens, which mutter would place beside it.
-kill "$test_window_pid"
-wait "$test_window_pid" 2>/dev/null || true
+close_test_window
 
 # --- the main window: Start and Stop clicked, the remembered monitor recorded
 gui_log=$dir/log/framedeck-gui.log
@@ -282,9 +295,30 @@ else
   fail "the main window's recording is not in ~/Videos"
 fi
 
+# --- the main window's App Window kind: the window picked in GNOME's dialog
+open_test_window gui
+# The file list the stop opened covers the main window but for its bottom
+# row; a click there, beside the buttons, brings the main window up.
+main_window_blank=(610 530) app_window=(338 152)
+do_ click "${main_window_blank[@]}" >/dev/null
+do_ click "${app_window[@]}" >/dev/null
+wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
+  { do_ shot "$artifacts/gnome-gui-window-kind.png" >/dev/null; give_up "Start is not where it was after choosing App Window"; }
+do_ click "${start_stop[@]}" >/dev/null
+pick_window_in_dialog gui
+wait_until eval '(($(grep -c startRecording "$gui_log") == 2))' ||
+  { do_ shot "$artifacts/gnome-gui-window-not-recording.png" >/dev/null; give_up "the main window did not record the window"; }
+sleep 3
+do_ shot "$artifacts/gnome-gui-window-recording.png" >/dev/null
+do_ click "${start_stop[@]}" >/dev/null
+wait_until eval '(($(grep -c stopRecording "$gui_log") == 2))' || fail "the main window did not stop the window's recording"
+cp "$gui_log" "$artifacts/" || true
+sleep 1
+check_window_file "$(find "$HOME/Videos" -name '*.mov' -newer "$gui_file" | head -n1)" gui
+
 if ((failures)); then
   echo "GNOME portal recording: $failures check(s) failed" >&2
   tail -n 20 "$dir/log/framedeck.log" "$dir"/log/xdg-desktop-portal*.log >&2 || true
   exit 1
 fi
-echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered; one window"
+echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered; one window, from the command line and the main window"
