@@ -145,8 +145,11 @@ void FrameDeckApp::buildEngine() {
         return !stack_->captureFactory().cameras().empty();
     };
     if (PlatformLoader::ScreenShare* share = stack_->screenShare()) {
-        app_.shareScreen = [share](bool window, std::function<void(const QString& error)> done) {
-            share->request(window, [done = std::move(done)](const std::string& error) {
+        app_.shareScreen = [this, share](bool window, unsigned screenNumber,
+                                         std::function<void(const QString& error)> done) {
+            const std::vector<RVScreen> screens = stack_->captureFactory().screens();
+            const RVScreen monitor = screenNumber < screens.size() ? screens[screenNumber] : RVScreen{};
+            share->request(window, monitor, [done = std::move(done)](const std::string& error) {
                 done(QString::fromStdString(error));
             });
         };

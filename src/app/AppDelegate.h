@@ -84,9 +84,10 @@ public:
     // where it has to be asked (a Wayland portal, which may wait for the
     // user); set by whoever builds the engine, empty where no asking is
     // needed. `done` runs on the main thread, with an empty error once the
-    // screen (with `window`: the window the user picks in the desktop's
-    // dialog) is shared.
-    std::function<void(bool window, std::function<void(const QString& error)> done)> shareScreen;
+    // screen numbered `screenNumber` (with `window`: the window the user
+    // picks in the desktop's dialog) is shared.
+    std::function<void(bool window, unsigned screenNumber, std::function<void(const QString& error)> done)>
+        shareScreen;
     // Withdraws the question shareScreen asked; its `done` may then never run.
     std::function<void()> cancelShareScreen;
     // Between a screen recording's request and the desktop's answer.

@@ -113,18 +113,20 @@ void AppDelegate::recordSelectedRegion(const RecordRequest& region) {
     if (!waitingForScreen_ || question != screenQuestion_)
         return;
     const bool window = request.recordVideoType == RecordVideoType::AppWindow;
-    shareScreen(window, [self = QPointer<AppDelegate>(this), request, question](const QString& error) {
-        if (!self || question != self->screenQuestion_ || !self->waitingForScreen_)
-            return;
-        self->setWaitingForScreen(false);
-        if (!error.isEmpty()) {
-            EMLog::showMessage("%s %d the screen was not shared: %s", __func__, __LINE__, qPrintable(error));
-            emit self->screenShareFailed(error);
-            return;
-        }
-        if (self->recordManager && self->recordManager->status == RecordingStatus::Idle)
-            self->startRecordingTo(true, request);
-    });
+    shareScreen(window, request.screenNumber,
+                [self = QPointer<AppDelegate>(this), request, question](const QString& error) {
+                    if (!self || question != self->screenQuestion_ || !self->waitingForScreen_)
+                        return;
+                    self->setWaitingForScreen(false);
+                    if (!error.isEmpty()) {
+                        EMLog::showMessage("%s %d the screen was not shared: %s", __func__, __LINE__,
+                                           qPrintable(error));
+                        emit self->screenShareFailed(error);
+                        return;
+                    }
+                    if (self->recordManager && self->recordManager->status == RecordingStatus::Idle)
+                        self->startRecordingTo(true, request);
+                });
 }
 
 void AppDelegate::cancelWaitingForScreen() {

@@ -296,7 +296,9 @@ int runRecordCommand(int argc, char** argv) {
     // answer is kept for the recording's start.
     if (PlatformLoader::ScreenShare* share = wantsScreen ? stack.screenShare() : nullptr) {
         std::optional<std::string> answer;
+        const std::vector<RVScreen> screens = stack.captureFactory().screens();
         share->request(request.recordVideoType == RecordVideoType::AppWindow,
+                       request.screenNumber < screens.size() ? screens[request.screenNumber] : RVScreen{},
                        [&answer](const std::string& error) { answer = error; });
         while (!answer) {
             if (const int s = signalMask.wait(kTick); s == SIGINT || s == SIGTERM) {

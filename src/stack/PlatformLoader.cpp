@@ -42,20 +42,22 @@ public:
     }
 };
 
-// The portal's restore token, kept with the user's settings so that the
-// monitor picked once is shared again without asking. Read and written on
-// the main thread, through a store of its own on the same file (QSettings
-// merges the keys each one changed).
-constexpr std::string_view kRestoreTokenKey = "ScreenCastRestoreToken";
+// The portal's restore tokens, one for each monitor, kept with the user's
+// settings so that a monitor shared once is shared again without asking.
+// Read and written on the main thread, through a store of its own on the
+// same file (QSettings merges the keys each one changed).
+std::string restoreTokenKey(const std::string& monitor) {
+    return "ScreenCastRestoreToken_" + monitor;
+}
 
 portalcapture::RestoreTokenStore settingsTokenStore() {
     portalcapture::RestoreTokenStore store;
-    store.load = [] {
-        return SettingsStore().stringForKey(kRestoreTokenKey);
+    store.load = [](const std::string& monitor) {
+        return SettingsStore().stringForKey(restoreTokenKey(monitor));
     };
-    store.save = [](const std::string& token) {
+    store.save = [](const std::string& monitor, const std::string& token) {
         SettingsStore settings;
-        settings.setString(kRestoreTokenKey, token);
+        settings.setString(restoreTokenKey(monitor), token);
         if (!settings.synchronize())
             EMLog::showMessage("%s %d cannot keep the screen-cast choice in %s", __func__, __LINE__,
                                settings.fileName().toLocal8Bit().constData());
@@ -89,8 +91,9 @@ private:
 
 class PortalScreenShare : public PlatformLoader::ScreenShare {
 public:
-    void request(bool window, std::function<void(const std::string& error)> done) override {
-        broker_.request(window, std::move(done));
+    void request(bool window, const RVScreen& monitor,
+                 std::function<void(const std::string& error)> done) override {
+        broker_.request(window, monitor, std::move(done));
     }
     void cancel() override { broker_.cancel(); }
     void askWindowSharing(std::function<void(bool offered)> done) override {

@@ -42,9 +42,11 @@ class ScreenShare {
 public:
     virtual ~ScreenShare() = default;
     // `done` runs on the main thread once the desktop has answered, with an
-    // empty error when the screen (with `window`: one window, which the
-    // desktop lets the user pick) is shared.
-    virtual void request(bool window, std::function<void(const std::string& error)> done) = 0;
+    // empty error when `monitor` (with `window`: one window, which the
+    // desktop lets the user pick) is shared. A monitor shared once is shared
+    // again without asking.
+    virtual void request(bool window, const RVScreen& monitor,
+                         std::function<void(const std::string& error)> done) = 0;
     // Gives up waiting for the answer: the desktop's question is withdrawn
     // and `done` of the requests waiting never runs; the next request asks
     // afresh.

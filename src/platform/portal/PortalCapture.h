@@ -40,11 +40,16 @@ void readSourceTypes(QObject* context, std::function<void(uint32_t types, const 
 // FrameDeck gave the question up, rather than the portal failing.
 bool isCancellation(const std::string& error);
 
-// Where the portal's restore token is kept between recordings.
+// Where the portal's restore tokens are kept between recordings, one for
+// each monitor, by where it lies on the desktop ("X_Y", monitorKey()): a
+// token restores the share of one monitor, so the monitor chosen in
+// FrameDeck picks the token, and a monitor shared once is shared again
+// without asking.
 struct RestoreTokenStore {
-    std::function<std::string()> load;
-    std::function<void(const std::string& token)> save;
+    std::function<std::string(const std::string& monitor)> load;
+    std::function<void(const std::string& monitor, const std::string& token)> save;
 };
+std::string monitorKey(int x, int y);
 
 class ScreenCastSession;
 
@@ -64,11 +69,11 @@ public:
     ScreenShareBroker& operator=(const ScreenShareBroker&) = delete;
 
     // `done` runs on the main thread once the portal has answered, with an
-    // empty error when the screen (with `window`: one window, picked in the
-    // desktop's dialog) is shared. A request while one of the same kind is
-    // waiting gets its answer too; with a session of that kind already
-    // shared, `done` runs at once. A session of the other kind is closed.
-    void request(bool window, std::function<void(const std::string& error)> done);
+    // empty error when `monitor` (with `window`: one window, picked in the
+    // desktop's dialog) is shared. A request for the same while one is
+    // waiting gets its answer too; with it already shared, `done` runs at
+    // once. A session shared for something else is closed.
+    void request(bool window, const RVScreen& monitor, std::function<void(const std::string& error)> done);
     bool waiting() const { return !waiters_.empty(); }
     // Stops waiting: the portal's pending request is closed (with the
     // session it made so far), the waiters are dropped unanswered, and the
@@ -79,7 +84,9 @@ public:
 
 private:
     RestoreTokenStore tokens_;
-    bool askingWindow_ = false;
+    // What is asked for, or what was shared for: the monitor's key, or
+    // kWindowShare.
+    std::string asked_;
     std::unique_ptr<QObject> context_;
     std::unique_ptr<ScreenCastSession> ready_;
     std::vector<std::function<void(const std::string&)>> waiters_;

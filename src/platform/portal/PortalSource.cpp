@@ -7,22 +7,41 @@
 #include <QObject>
 
 namespace portalcapture {
+namespace {
+
+const std::string kWindowShare = "window";
+
+// The token goes with the monitor the portal shared, which the user may
+// have chosen in the desktop's dialog; the one asked for when the portal
+// does not say.
+void keepToken(const RestoreTokenStore& tokens, const std::string& asked, const ScreenCastSession& session) {
+    if (!tokens.save || session.restoreToken().empty())
+        return;
+    const auto at = session.position();
+    tokens.save(at ? monitorKey(at->first, at->second) : asked, session.restoreToken());
+}
+
+} // namespace
+
+std::string monitorKey(int x, int y) {
+    return std::to_string(x) + "_" + std::to_string(y);
+}
 
 std::unique_ptr<CaptureSource> createScreenSource(const ScreenCaptureRequest& request,
                                                   PortalScreenOptions options) {
-    ScreenOpener open = [tokens = std::move(options.tokens),
-                         share = options.share](std::string& error) -> std::optional<SharedScreen> {
+    ScreenOpener open = [tokens = std::move(options.tokens), share = options.share,
+                         asked = monitorKey(request.screen.x, request.screen.y)](
+                            std::string& error) -> std::optional<SharedScreen> {
         std::unique_ptr<ScreenCastSession> session = share ? share->take(false) : nullptr;
         if (!session) {
             ScreenCastRequest castRequest;
             if (tokens.load)
-                castRequest.restoreToken = tokens.load();
+                castRequest.restoreToken = tokens.load(asked);
             session = ScreenCastSession::open(castRequest, error);
             if (!session)
                 return std::nullopt;
             // A token is good for one restore; the portal hands out the next.
-            if (tokens.save && !session->restoreToken().empty())
-                tokens.save(session->restoreToken());
+            keepToken(tokens, asked, *session);
         }
         SharedScreen shared;
         shared.remote = session->takePipeWireFd();
@@ -62,29 +81,31 @@ ScreenShareBroker::ScreenShareBroker(RestoreTokenStore tokens)
 
 ScreenShareBroker::~ScreenShareBroker() = default;
 
-void ScreenShareBroker::request(bool window, std::function<void(const std::string& error)> done) {
-    if (ready_ && ready_->window() == window) {
+void ScreenShareBroker::request(bool window, const RVScreen& monitor,
+                                std::function<void(const std::string& error)> done) {
+    const std::string wanted = window ? kWindowShare : monitorKey(monitor.x, monitor.y);
+    if (ready_ && asked_ == wanted) {
         done({});
         return;
     }
-    if (!waiters_.empty() && askingWindow_ != window) {
-        done("the desktop is still being asked to share another kind of source");
+    if (!waiters_.empty() && asked_ != wanted) {
+        done("the desktop is still being asked to share another screen or window");
         return;
     }
-    ready_.reset(); // the other kind, no longer wanted
+    ready_.reset(); // shared for something else, no longer wanted
     waiters_.push_back(std::move(done));
     if (waiters_.size() > 1)
         return; // the portal is asked already
-    askingWindow_ = window;
+    asked_ = wanted;
     ScreenCastRequest castRequest;
     castRequest.window = window;
     if (tokens_.load && !window)
-        castRequest.restoreToken = tokens_.load();
+        castRequest.restoreToken = tokens_.load(wanted);
     ScreenCastSession::openAsync(
         castRequest, context_.get(),
         [this](std::unique_ptr<ScreenCastSession> session, const std::string& error) {
-            if (session && tokens_.save && !session->restoreToken().empty())
-                tokens_.save(session->restoreToken());
+            if (session && !session->window())
+                keepToken(tokens_, asked_, *session);
             ready_ = std::move(session);
             if (!error.empty())
                 EMLog::showMessage("%s %d the screen was not shared: %s", __func__, __LINE__, error.c_str());

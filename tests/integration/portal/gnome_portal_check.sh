@@ -11,9 +11,10 @@
 # - GNOME sends the pointer as metadata and FrameDeck draws its own arrow and
 #   highlight where the pointer is, in a full-screen recording and in an area
 #   (cut from the shared monitor);
-# - the dialog's "Remember this selection": the next recordings start with no
-#   dialog, through the restore token, the main window's (Start and Stop
-#   clicked) too;
+# - the dialog's "Remember this selection": the next recording of that
+#   monitor starts with no dialog, through the restore token kept for it;
+#   the main window (Start and Stop clicked) records its own first monitor,
+#   whose share is not remembered, so the dialog asks again;
 # - one window, chosen in the dialog's window list, is recorded at its own
 #   size, from the command line and from the main window's App Window kind.
 #   That list is GNOME Shell's, which cannot run here: the test window
@@ -118,13 +119,18 @@ record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@" \
     >>"$dir/log/framedeck.log" 2>&1 &
 }
-# Puts the pointer at its place, from the primary monitor's right edge
-# across, and keeps it there while PID runs, stirring it by a pixel so that
-# the desktop sends it anew.
-hold_pointer() {
+# Puts the pointer at its place on the second monitor (from the primary
+# monitor's right edge across), or at X,Y of the primary monitor, and keeps it
+# there while PID runs, stirring it by a pixel so that the desktop sends it
+# anew.
+hold_pointer() { # PID [X Y]
   local step=1
-  do_ move 1270 "$pointer_y" >/dev/null
-  do_ nudge $((10 + pointer_x)) 0 >/dev/null
+  if (($# == 3)); then
+    do_ move "$2" "$3" >/dev/null
+  else
+    do_ move 1270 "$pointer_y" >/dev/null
+    do_ nudge $((10 + pointer_x)) 0 >/dev/null
+  fi
   while kill -0 "$1" 2>/dev/null; do
     do_ nudge "$step" 0 >/dev/null
     step=$((-step))
@@ -133,7 +139,7 @@ hold_pointer() {
 }
 
 # The dialog's places on the 1280x720 monitor (GNOME 43), two monitors listed.
-second_monitor_row=(640 440) share=(852 232) share_blank=(820 222) dialog_body=(640 495)
+first_monitor_row=(640 385) second_monitor_row=(640 440) share=(852 232) share_blank=(820 222) dialog_body=(640 495)
 dialog_up() { near "$(do_ pixel "${dialog_body[@]}")" "250 250 250" 6; }
 # The button turns from pale to full blue once a monitor is chosen.
 share_ready() { near "$(do_ pixel "${share_blank[@]}")" "53 132 228" 20; }
@@ -187,9 +193,10 @@ else
   fail "no full-screen file"
 fi
 
-# --- an area around the pointer; the choice is remembered, so no dialog
+# --- an area around the pointer, the second monitor chosen in FrameDeck this
+# time: the share of that monitor is remembered, so no dialog
 area=$out/area.mp4
-record --mode area --area 100,200,200,200 --output "$area"
+record --mode area --screen 1 --area 100,200,200,200 --output "$area"
 recording=$!
 hold_pointer "$recording"
 wait "$recording" || fail "area recording exited with $? (did the dialog come back?)"
@@ -262,7 +269,9 @@ check_window_file "$window_file" portal
 # Gone before the main window opens, which mutter would place beside it.
 close_test_window
 
-# --- the main window: Start and Stop clicked, the remembered monitor recorded
+# --- the main window: Start and Stop clicked. It records its first monitor,
+# whose share nothing remembers (the one remembered is the second's): GNOME's
+# dialog asks, and the first monitor is chosen there.
 gui_log=$dir/log/framedeck-gui.log
 # mutter opens a window on the monitor the pointer is on.
 do_ move 640 360 >/dev/null
@@ -275,10 +284,17 @@ start_stop=(150 463)
 wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
   { do_ shot "$artifacts/gnome-gui-not-shown.png" >/dev/null; give_up "the main window did not show"; }
 do_ click "${start_stop[@]}" >/dev/null
-wait_until grep -q startRecording "$gui_log" ||
+wait_until dialog_up ||
+  { do_ shot "$artifacts/gnome-gui-no-dialog.png" >/dev/null; give_up "GNOME's dialog did not ask for the main window's monitor"; }
+do_ click "${first_monitor_row[@]}" >/dev/null
+wait_until share_ready || give_up "choosing the first monitor left Share disabled"
+do_ click "${share[@]}" >/dev/null
+wait_until grep -q "recording to" "$gui_log" ||
   { do_ shot "$artifacts/gnome-gui-not-recording.png" >/dev/null; give_up "the main window did not start recording"; }
+# Beside the main window, on the first monitor.
+gui_pointer=(900 500)
 sleep 3 &
-hold_pointer $!
+hold_pointer $! "${gui_pointer[@]}"
 do_ shot "$artifacts/gnome-gui-recording.png" >/dev/null
 do_ click "${start_stop[@]}" >/dev/null
 wait_until grep -q stopRecording "$gui_log" || fail "the main window did not stop recording"
@@ -286,10 +302,10 @@ cp "$gui_log" "$artifacts/" || true
 sleep 1
 gui_file=$(find "$HOME/Videos" -name '*.mov' | head -n1)
 if [[ -n $gui_file ]]; then
-  [[ $(probe "$gui_file" width)x$(probe "$gui_file" height) == 1024x768 ]] ||
-    fail "the main window recorded $(probe "$gui_file" width)x$(probe "$gui_file" height), not the remembered 1024x768"
+  [[ $(probe "$gui_file" width)x$(probe "$gui_file" height) == 1280x720 ]] ||
+    fail "the main window recorded $(probe "$gui_file" width)x$(probe "$gui_file" height), not its first monitor's 1280x720"
   ffmpeg -v error -y -ss 2 -i "$gui_file" -frames:v 1 "$artifacts/gnome-gui-frame.png" || true
-  seen=$(pixel "$gui_file" 2 $((pointer_x + 18)) $((pointer_y + 10)))
+  seen=$(pixel "$gui_file" 2 $((gui_pointer[0] + 18)) $((gui_pointer[1] + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the main window's recording: '$seen'"
 else
   fail "the main window's recording is not in ~/Videos"

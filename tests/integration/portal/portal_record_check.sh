@@ -21,7 +21,7 @@ out=$HOME/recordings
 mkdir -p "$out"
 settings=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/FrameDeck.conf
 # The token as the settings hold it.
-kept_token() { sed -n 's/^ScreenCastRestoreToken=//p' "$settings" 2>/dev/null | head -n1; }
+kept_token() { sed -n 's/^ScreenCastRestoreToken_0_0=//p' "$settings" 2>/dev/null | head -n1; }
 seconds=3
 # shellcheck source=media-checks.sh
 source "$(dirname "$0")/media-checks.sh"

@@ -32,7 +32,7 @@ struct ScreenShare : ::testing::Test {
         app.recordVideoType = toInt(RecordVideoType::FullScreen);
         app.recordAudioType = toInt(RecordAudioType::None);
         // The desktop's answers are given by the test.
-        app.shareScreen = [this](bool window, std::function<void(const QString&)> done) {
+        app.shareScreen = [this](bool window, unsigned, std::function<void(const QString&)> done) {
             askedForWindow.push_back(window);
             asked.push_back(std::move(done));
         };
