@@ -1,5 +1,6 @@
 #include "platform/portal/PortalCapture.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <wayland-client.h>
@@ -23,6 +24,9 @@ constexpr uint32_t kOutputVersion = 4;
 struct Output {
     std::unique_ptr<wl_output, OutputDeleter> proxy;
     RVScreen screen;
+    // The monitor's maker and model, for a name where the compositor gives
+    // the output none (wl_output before version 4, as GNOME 43's).
+    std::string makeAndModel;
 };
 
 struct Inventory {
@@ -31,11 +35,14 @@ struct Inventory {
 
 const wl_output_listener kOutputListener = {
     // geometry: the position in the compositor's space.
-    [](void* data, wl_output*, int32_t x, int32_t y, int32_t, int32_t, int32_t, const char*, const char*,
-       int32_t) {
+    [](void* data, wl_output*, int32_t x, int32_t y, int32_t, int32_t, int32_t, const char* make,
+       const char* model, int32_t) {
         auto* output = static_cast<Output*>(data);
         output->screen.x = x;
         output->screen.y = y;
+        const std::string maker = make ? make : "";
+        const std::string product = model ? model : "";
+        output->makeAndModel = maker.empty() || product.empty() ? maker + product : maker + " " + product;
     },
     // mode: the current one is the size of the output's pictures in pixels.
     [](void* data, wl_output*, uint32_t flags, int32_t width, int32_t height, int32_t) {
@@ -92,7 +99,13 @@ std::vector<RVScreen> listOutputs() {
     for (const auto& output : inventory.outputs) {
         RVScreen screen = output->screen;
         if (screen.name.empty())
-            screen.name = "output " + std::to_string(screens.size() + 1);
+            screen.name = output->makeAndModel;
+        // Two monitors of one model are told apart by their place in the list.
+        const bool taken = std::any_of(screens.begin(), screens.end(),
+                                       [&](const RVScreen& other) { return other.name == screen.name; });
+        if (screen.name.empty() || taken)
+            screen.name =
+                (screen.name.empty() ? "output" : screen.name) + " " + std::to_string(screens.size() + 1);
         // Wayland names no primary output; the first one stands in for it.
         screen.primary = screens.empty();
         if (screen.isValid())

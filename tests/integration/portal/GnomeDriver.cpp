@@ -5,6 +5,8 @@
 //   move X Y     the pointer to X,Y of the primary monitor
 //   nudge DX DY  the pointer by DX,DY from where it is (onto other monitors)
 //   click X Y    a left click there
+//   press        the left button down where the pointer is
+//   release      and up again
 //   key KEYSYM   a key press and release (X keysym, decimal or 0x hex)
 //   shot PATH    the screen as it is now, as a PNG picture
 //   pixel X Y    the colour at X,Y now, answered as "R G B"
@@ -85,6 +87,8 @@ int main(int argc, char** argv) {
             done = words && (command == "move"    ? session.movePointer(x, y)
                              : command == "nudge" ? session.nudgePointer(x, y)
                                                   : session.click(x, y));
+        } else if (command == "press" || command == "release") {
+            done = session.button(command == "press");
         } else if (command == "key") {
             std::string keysym;
             words >> keysym;

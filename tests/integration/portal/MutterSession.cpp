@@ -104,6 +104,10 @@ bool MutterSession::click(double x, double y) {
     return remote_->call("NotifyPointerButton", kLeftButton, false).type() == QDBusMessage::ReplyMessage;
 }
 
+bool MutterSession::button(bool down) {
+    return remote_ && remote_->call("NotifyPointerButton", kLeftButton, down).type() == QDBusMessage::ReplyMessage;
+}
+
 bool MutterSession::pressKey(uint keysym) {
     return remote_ &&
            remote_->call("NotifyKeyboardKeysym", keysym, true).type() == QDBusMessage::ReplyMessage &&

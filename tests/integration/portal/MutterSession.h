@@ -31,6 +31,8 @@ public:
     // By dx,dy from where it is: onto monitors this session does not cast.
     bool nudgePointer(double dx, double dy);
     bool click(double x, double y);
+    // The left button down or up where the pointer is (a drag between).
+    bool button(bool down);
     bool pressKey(uint keysym);
 
 public slots:

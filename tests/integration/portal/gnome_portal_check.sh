@@ -330,7 +330,54 @@ do_ click "${start_stop[@]}" >/dev/null
 wait_until eval '(($(grep -c stopRecording "$gui_log") == 2))' || fail "the main window did not stop the window's recording"
 cp "$gui_log" "$artifacts/" || true
 sleep 1
-check_window_file "$(find "$HOME/Videos" -name '*.mov' -newer "$gui_file" | head -n1)" gui
+window_gui_file=$(find "$HOME/Videos" -name '*.mov' -newer "$gui_file" | head -n1)
+check_window_file "$window_gui_file" gui
+close_test_window
+
+# --- the main window's Custom Area, dragged on the second monitor's overlay:
+# that monitor's share is remembered from the command line, so no dialog
+do_ click "${main_window_blank[@]}" >/dev/null
+custom_area=(225 152)
+do_ click "${custom_area[@]}" >/dev/null
+wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
+  { do_ shot "$artifacts/gnome-gui-area-kind.png" >/dev/null; give_up "Start is not where it was after choosing Custom Area"; }
+do_ click "${start_stop[@]}" >/dev/null
+# Every monitor gets an overlay; without GNOME Shell's screenshots it is dark.
+overlay_up() { near "$(do_ pixel 1000 650)" "0 0 0" 12; }
+wait_until overlay_up || { do_ shot "$artifacts/gnome-gui-no-overlay.png" >/dev/null; give_up "no area overlay"; }
+# From 100,200 to 400,400 of the second monitor: the area of the command line's.
+do_ move 1270 200 >/dev/null
+do_ nudge 110 0 >/dev/null
+do_ press >/dev/null
+for _ in 1 2 3 4 5 6 7 8 9 10; do do_ nudge 30 20 >/dev/null; done
+do_ release >/dev/null
+# The overlay's Start, below the area's bottom right corner (369,425 of
+# the second monitor), reached across the first monitor's edge.
+sleep 0.5 # the toolbar shown
+do_ move 1270 425 >/dev/null
+do_ nudge 379 0 >/dev/null
+sleep 0.2
+do_ press >/dev/null
+do_ release >/dev/null
+wait_until eval '(($(grep -c "recording to" "$gui_log") == 3))' ||
+  { do_ shot "$artifacts/gnome-gui-area-not-recording.png" >/dev/null; give_up "the dragged area was not recorded"; }
+sleep 3 &
+hold_pointer $!
+do_ click "${start_stop[@]}" >/dev/null
+wait_until eval '(($(grep -c stopRecording "$gui_log") == 3))' || fail "the main window did not stop the area's recording"
+cp "$gui_log" "$artifacts/" || true
+sleep 1
+area_gui_file=$(find "$HOME/Videos" -name '*.mov' -newer "$window_gui_file" | head -n1)
+if [[ -s $area_gui_file ]]; then
+  [[ $(probe "$area_gui_file" width)x$(probe "$area_gui_file" height) == 300x200 ]] ||
+    fail "the dragged area is $(probe "$area_gui_file" width)x$(probe "$area_gui_file" height), not 300x200"
+  ffmpeg -v error -y -sseof -0.3 -i "$area_gui_file" -frames:v 1 "$artifacts/gnome-gui-area-frame.png" || true
+  # The pointer at 220,300 of the second monitor is at 120,100 of the area.
+  seen=$(pixel "$area_gui_file" 2 $((120 + 18)) $((100 + 10)))
+  near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the dragged area: '$seen'"
+else
+  fail "no recording of the area dragged on the second monitor"
+fi
 
 if ((failures)); then
   echo "GNOME portal recording: $failures check(s) failed" >&2
