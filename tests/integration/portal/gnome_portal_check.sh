@@ -259,15 +259,20 @@ window_file=$out/window.mp4
 # mutter opens windows, its dialogs too, on the monitor the pointer is on.
 do_ move 640 360 >/dev/null
 open_test_window cli
-record --mode window --output "$window_file"
+# Recorded until the window closes, which ends the recording and keeps it.
+seconds=60 record --mode window --output "$window_file"
 recording=$!
 pick_window_in_dialog portal || kill -INT "$recording" 2>/dev/null || true
+sleep 3
+# Gone also before the main window opens, which mutter would place beside it.
+close_test_window
 # A window id mutter does not know fails the share: "Window not found" in
 # xdg-desktop-portal-gnome.log.
-wait "$recording" || fail "window recording exited with $?"
+wait "$recording" || fail "window recording exited with $? when the window closed"
+grep -q "the recording ends here" "$dir/log/framedeck.log" || fail "closing the window did not end its recording"
 check_window_file "$window_file" portal
-# Gone before the main window opens, which mutter would place beside it.
-close_test_window
+duration=$(probe "$window_file" duration)
+awk -v d="$duration" 'BEGIN { exit !(d >= 2 && d < 30) }' || fail "the window's recording lasts $duration s, not until it closed"
 
 # --- the main window: Start and Stop clicked. It records its first monitor,
 # whose share nothing remembers (the one remembered is the second's): GNOME's
