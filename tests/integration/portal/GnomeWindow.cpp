@@ -5,7 +5,8 @@
 // id in a stand-in for GNOME Shell's window list and prints "listed ID".
 // GNOME's portal fills its dialog from that list (org.gnome.Shell.Introspect)
 // and records the chosen window through mutter by that id; without GNOME
-// Shell nobody else offers it.
+// Shell nobody else offers it. SIGUSR1 halves the window's size, as a user
+// resizing it would.
 //
 // mutter tells no client its window ids, but it does record a window by id,
 // and refuses ids it does not know: the id that starts answering once the
@@ -21,6 +22,8 @@
 #include <QPainter>
 #include <QRasterWindow>
 #include <QTimer>
+#include <atomic>
+#include <csignal>
 #include <iostream>
 #include <memory>
 #include <set>
@@ -59,6 +62,8 @@ public slots:
 private:
     WindowList windows_;
 };
+
+std::atomic<bool> halve{false};
 
 constexpr quint64 kFirstId = 1000;
 constexpr quint64 kIdsLooked = 400;
@@ -132,6 +137,14 @@ int main(int argc, char** argv) {
         std::cout << "listed " << id << std::endl;
     });
     look.start(100);
+
+    std::signal(SIGUSR1, [](int) { halve = true; });
+    QTimer resize;
+    QObject::connect(&resize, &QTimer::timeout, [&] {
+        if (halve.exchange(false))
+            window.resize(window.size() / 2);
+    });
+    resize.start(50);
     return app.exec();
 }
 

@@ -242,15 +242,15 @@ pick_window_in_dialog() { # NAME (of the pictures)
 # window's part of it; the recording is that part alone, wherever the window
 # is: its colour from corner to corner (a part of the monitor of that size
 # would show the desktop at one corner at least).
-check_window_file() { # FILE NAME
+check_window_file() { # FILE NAME SECONDS
   [[ -s $1 ]] || { fail "no window file from the $2"; return; }
   [[ $(probe "$1" width)x$(probe "$1" height) == 400x300 ]] ||
     fail "the $2 recorded the window at $(probe "$1" width)x$(probe "$1" height), not its 400x300"
-  ffmpeg -v error -y -sseof -0.3 -i "$1" -frames:v 1 "$artifacts/gnome-$2-window-frame.png" || true
+  ffmpeg -v error -y -ss "$3" -i "$1" -frames:v 1 "$artifacts/gnome-$2-window-frame.png" || true
   local at seen
   for at in "4 4" "200 150" "395 295"; do
     # shellcheck disable=SC2086 # X and Y
-    seen=$(pixel "$1" 2 $at)
+    seen=$(pixel "$1" "$3" $at)
     near "$seen" "${window_rgb[*]}" || fail "the $2's window recording at $at is '$seen', not ${window_rgb[*]}"
   done
 }
@@ -263,16 +263,29 @@ open_test_window cli
 seconds=60 record --mode window --output "$window_file"
 recording=$!
 pick_window_in_dialog portal || kill -INT "$recording" 2>/dev/null || true
-sleep 3
+# Halved after a while: the recording keeps its size, the window at its top
+# left and black beside and below it.
+sleep 1.5
+kill -USR1 "$test_window_pid"
+sleep 1.5
 # Gone also before the main window opens, which mutter would place beside it.
 close_test_window
 # A window id mutter does not know fails the share: "Window not found" in
 # xdg-desktop-portal-gnome.log.
 wait "$recording" || fail "window recording exited with $? when the window closed"
 grep -q "the recording ends here" "$dir/log/framedeck.log" || fail "closing the window did not end its recording"
-check_window_file "$window_file" portal
+check_window_file "$window_file" portal 0.5
 duration=$(probe "$window_file" duration)
 awk -v d="$duration" 'BEGIN { exit !(d >= 2 && d < 30) }' || fail "the window's recording lasts $duration s, not until it closed"
+end=$(awk -v d="$duration" 'BEGIN { print d - 0.2 }')
+ffmpeg -v error -y -ss "$end" -i "$window_file" -frames:v 1 "$artifacts/gnome-portal-resized-window-frame.png" || true
+seen=$(pixel "$window_file" "$end" 100 74)
+near "$seen" "${window_rgb[*]}" || fail "the halved window's middle is '$seen', not ${window_rgb[*]}"
+for at in "300 74" "100 224" "300 224"; do
+  # shellcheck disable=SC2086 # X and Y
+  seen=$(pixel "$window_file" "$end" $at)
+  near "$seen" "0 0 0" || fail "beside the halved window, at $at, the recording shows '$seen', not black"
+done
 
 # --- the main window: Start and Stop clicked. It records its first monitor,
 # whose share nothing remembers (the one remembered is the second's): GNOME's
@@ -336,7 +349,7 @@ wait_until eval '(($(grep -c stopRecording "$gui_log") == 2))' || fail "the main
 cp "$gui_log" "$artifacts/" || true
 sleep 1
 window_gui_file=$(find "$HOME/Videos" -name '*.mov' -newer "$gui_file" | head -n1)
-check_window_file "$window_gui_file" gui
+check_window_file "$window_gui_file" gui 2
 close_test_window
 
 # --- the main window's Custom Area, dragged on the second monitor's overlay:
