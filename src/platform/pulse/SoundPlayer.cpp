@@ -259,7 +259,7 @@ bool SoundPlayer::playNow(const Sound& sound) {
         playback.lock();
         ok = playback.writeAndDrain(sound);
         playback.unlock();
-        deadline = Clock::now() + sound.duration() + kServerTimeout;
+        deadline = Clock::now() + sound.duration() + kDrainTimeout;
         ok = ok && progress.waitUntil(deadline, [&] {
             return progress.drained || progress.streamDead() || progress.contextDead();
         });

@@ -33,9 +33,14 @@ public:
     // the player's thread; at once on the caller's when play() drops it.
     using Done = std::function<void(bool played)>;
 
-    // How long connecting, opening the stream and draining beyond the
-    // sound's own length may take before the sound is given up.
+    // How long connecting and opening the stream may take before the sound
+    // is given up.
     static constexpr std::chrono::milliseconds kServerTimeout{2000};
+    // How long draining may take beyond the sound's own length: a server
+    // plays out the buffer it keeps ahead of the sink first, which on a busy
+    // machine (or a sink with a long latency) was seen to take two seconds
+    // for a sound of 0.15.
+    static constexpr std::chrono::milliseconds kDrainTimeout{6000};
     // Sounds asked for while this many wait are dropped: a burst of
     // screenshots does not need a queue of clicks trailing behind it.
     static constexpr std::size_t kMaxPending = 4;
