@@ -1,5 +1,6 @@
 #pragma once
 
+#include "QtAppEnvironment.h"
 #include "TempHome.h"
 #include "app/LanguageManager.h"
 #include "app/SettingsStore.h"
@@ -128,24 +129,3 @@ inline void saveArtifact(const QImage& image, const QString& name) {
     QDir().mkpath(dir);
     image.save(dir + "/" + name);
 }
-
-// One Qt application for the whole test program, made before the first test
-// and destroyed after the last, while Qt's own globals still exist (a
-// function-local static would outlive them).
-template <class App> class QtAppEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override {
-        static int argc = 1;
-        static char name[] = "selection_test";
-        static char* argv[] = {name, nullptr};
-        app_ = new App(argc, argv);
-    }
-    void TearDown() override {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        delete app_;
-        app_ = nullptr;
-    }
-
-private:
-    App* app_ = nullptr;
-};

@@ -11,7 +11,7 @@
 
 namespace {
 
-const auto* const kGui = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
+const auto* const kGui = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QGuiApplication, true>);
 
 // A 200 x 160 area captured at (1000, 500) of the screen, pointer in the
 // screen space (origin bottom left).

@@ -1,9 +1,10 @@
+#include "QtAppEnvironment.h"
 #include "core/KeyValueStore.h"
 #include "timing/CircleCounter.h"
 #include "timing/CircleDownCounter.h"
 #include "timing/CountdownPictures.h"
-#include "unit/OffscreenApp.h"
 
+#include <QApplication>
 #include <gtest/gtest.h>
 
 namespace {
@@ -122,7 +123,7 @@ TEST(CircleCounter, TenthsRunDownWithTheSmallerInterval) {
     EXPECT_EQ(r.finished, 1);
 }
 
-const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication, true>);
 
 TEST(CountdownView, BadgeSizes) {
     EXPECT_EQ(CircleDownCounter::badgeSide({300, 150}), 75);
