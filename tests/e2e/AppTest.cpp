@@ -68,12 +68,9 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     RVRecordScreenWindowController* overlay = frameDeck->selection().recordWindowControllerArray()[0].get();
     ASSERT_TRUE(QTest::qWaitFor([&] { return overlay->window() && overlay->window()->isVisible(); }));
     QTest::qWait(300);
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "500", "450"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotoolDrag({300, 300}, {700, 600});
     QPushButton* start = overlay->recordScreenView()->okBtn();
-    const QPoint at = start->mapToGlobal(start->rect().center());
-    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+    xdotoolClick(start->mapToGlobal(start->rect().center()));
     EXPECT_EQ(status(), 0u); // counting down
     ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
     QTest::qWait(2000);

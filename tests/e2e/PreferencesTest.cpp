@@ -194,18 +194,10 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
                 const QRectF q = clip->toQt(r);
                 return QRectF(clip->mapToGlobal(q.topLeft()), q.size());
             };
-            const auto drag = [](QPointF from, QPointF to) {
-                xdotool({"mousemove", QString::number(int(from.x())), QString::number(int(from.y())),
-                         "mousedown", "1"});
-                xdotool({"mousemove", QString::number(int((from.x() + to.x()) / 2)),
-                         QString::number(int((from.y() + to.y()) / 2))});
-                xdotool({"mousemove", QString::number(int(to.x())), QString::number(int(to.y())), "mouseup",
-                         "1"});
-            };
             const QRectF box = global(clip->model().contentRect);
-            drag(box.center(), box.center() + QPointF(200, -120));
+            xdotoolDrag(box.center(), box.center() + QPointF(200, -120));
             const QRectF frame = global(clip->model().contentFrame);
-            drag(frame.topRight() + QPointF(-2, 2), frame.topRight() + QPointF(58, 2));
+            xdotoolDrag(frame.topRight() + QPointF(-2, 2), frame.topRight() + QPointF(58, 2));
             placed = clip->toQt(clip->model().contentRect);
             savePicture(preview, "preferences-watermark-preview");
             for (QPushButton* b : preview->findChildren<QPushButton*>())

@@ -141,9 +141,7 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     ASSERT_EQ(manager.clipWindowControllerArray().size(), 1u);
     EXPECT_EQ(manager.clipWindowControllerArray()[0].get(), controller);
 
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "500", "450"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotoolDrag({300, 300}, {700, 600});
     RVClipView* view = controller->clipView();
     EXPECT_EQ(view->model().contentRect, (RectD{300, 1080 - 600, 400, 300}));
     ASSERT_TRUE(view->toolbarView()->isVisible());
@@ -151,8 +149,7 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     settle();
     saveArtifact(ScreenshotStore::getmainDesktopImage(), "region-screenshot-toolbar.png");
 
-    const QPoint ok = view->okBtn()->mapToGlobal(view->okBtn()->rect().center());
-    xdotool({"mousemove", QString::number(ok.x()), QString::number(ok.y()), "click", "1"});
+    xdotoolClick(view->okBtn()->mapToGlobal(view->okBtn()->rect().center()));
     ASSERT_TRUE(waitFor([&] { return !saved.isEmpty(); }));
     const QImage png(saved, "PNG");
     EXPECT_EQ(png.size(), QSize(400, 300));
@@ -182,8 +179,7 @@ TEST_F(Screenshots, AClickedWindowIsTakenWithReturn) {
 
 TEST_F(Screenshots, EscapeLeavesNoFileAndNoRecord) {
     ASSERT_TRUE(open());
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotoolDrag({300, 300}, {700, 600});
     xdotool({"key", "Escape"});
     ASSERT_TRUE(waitFor([&] { return cancelled; }));
     settle();

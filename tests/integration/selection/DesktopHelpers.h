@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
+#include <QPointF>
 #include <QProcess>
 #include <QStringList>
 #include <QThread>
@@ -48,6 +49,23 @@ inline void xdotool(const QStringList& args) {
     ASSERT_TRUE(p.waitForFinished(-1));
     ASSERT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
     settle(150);
+}
+
+// A left click at `at`, in root coordinates.
+inline void xdotoolClick(QPoint at) {
+    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+}
+
+// A left-button drag from `from` through the middle to `to`, as a hand does it.
+inline void xdotoolDrag(QPointF from, QPointF to) {
+    const auto move = [](QPointF p) {
+        return QStringList{"mousemove", QString::number(int(p.x())), QString::number(int(p.y()))};
+    };
+    xdotool(move(from) << "mousedown"
+                       << "1");
+    xdotool(move((from + to) / 2));
+    xdotool(move(to) << "mouseup"
+                     << "1");
 }
 
 // Windows of another process (test_xwindows), kept until destruction.
