@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const std::string kTool = FRAMEDECK_BINARY_DIR "/bin/framedeck_record_tool";
+const std::string kTool = FRAMEDECK_BINARY_DIR "/bin/framedeck";
 
 class Recording : public ::testing::Test {
 protected:

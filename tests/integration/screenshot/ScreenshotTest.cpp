@@ -95,7 +95,7 @@ TEST_F(Screenshots, TheCommandPrintsThePathAndListsThePicture) {
                   const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
         QProcess p;
         p.setProcessEnvironment(env);
-        p.start(SCREENSHOT_CLI_PATH, QStringList{"screenshot"} + args);
+        p.start(FRAMEDECK_PATH, QStringList{"screenshot"} + args);
         EXPECT_TRUE(p.waitForFinished(-1));
         return std::tuple(p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
                           QString::fromUtf8(p.readAllStandardError()));

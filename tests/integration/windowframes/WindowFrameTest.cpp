@@ -84,9 +84,8 @@ protected:
 
         const QString file = dir_.filePath("window.mp4");
         QProcess record;
-        record.start(RECORD_TOOL_PATH,
-                     {"record", "--mode", "window", "--window", QString::number(window), "--audio", "none",
-                      "--seconds", "1", "--fps", "10", "--output", file});
+        record.start(FRAMEDECK_PATH, {"record", "--mode", "window", "--window", QString::number(window),
+                                      "--audio", "none", "--seconds", "1", "--fps", "10", "--output", file});
         EXPECT_TRUE(record.waitForFinished(-1) && record.exitCode() == 0)
             << record.readAllStandardError().toStdString();
         QProcess probe;
