@@ -8,6 +8,7 @@
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
+#include "integration/recording/MediaProbe.h"
 #include "widgets/Alerts.h"
 #include "widgets/MainWindow.h"
 
@@ -20,21 +21,9 @@
 #include <QToolButton>
 #include <gtest/gtest.h>
 
-inline QString probe(const QString& path) {
-    QProcess p;
-    p.start("ffprobe",
-            {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
-    p.waitForFinished(-1);
-    return QString::fromUtf8(p.readAllStandardOutput());
-}
-
-// The first video stream's size, "1920x1080".
-inline QString probeSize(const QString& path) {
-    QProcess p;
-    p.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height",
-                        "-of", "csv=p=0:s=x", path});
-    p.waitForFinished(-1);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+// What FFmpeg reads in a recording: its streams, length and picture size.
+inline probe::Media media(const QString& path) {
+    return probe::probe(path.toStdString());
 }
 
 // The frame shown `seconds` into a recording, decoded by FFmpeg.

@@ -35,12 +35,11 @@ TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
 
     const QString path = app->outputPath;
     ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
-    const double duration = streams.section('\n', -2, -2).toDouble();
+    const probe::Media file = media(path);
+    EXPECT_TRUE(file.stream("video"));
     // About three seconds recorded; the paused second and a half is left out.
-    EXPECT_GT(duration, 2.0) << streams.toStdString();
-    EXPECT_LT(duration, 4.4) << streams.toStdString();
+    EXPECT_GT(file.duration, 2.0);
+    EXPECT_LT(file.duration, 4.4);
 
     const QVariantList records = list();
     ASSERT_EQ(records.size(), 1);
@@ -79,7 +78,7 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     waitForFinishedStop();
 
     const QString path = app->outputPath;
-    EXPECT_EQ(probeSize(path), "400x300");
+    EXPECT_EQ(media(path).videoSize(), "400x300");
     // The middle of the last frame is the window below, undimmed: no overlay,
     // no frame, no handles in the file.
     QProcess frame;
@@ -121,9 +120,8 @@ TEST_F(App, AudioOnlyAndCameraWithoutACamera) {
     savePicture(&frameDeck->mainWindow(), "main-audio-only-en");
     const QString path = recordFor(2500);
     EXPECT_TRUE(path.endsWith(".mp3")) << path.toStdString();
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("audio")) << streams.toStdString();
-    EXPECT_FALSE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(path).stream("audio"));
+    EXPECT_FALSE(media(path).stream("video"));
     ASSERT_EQ(list().size(), 1);
     EXPECT_EQ(list()[0].toMap()["isVideo"].toInt(), 0);
 
@@ -152,8 +150,7 @@ TEST_F(App, TestPatternCameraFloatsAndRecords) {
 
     chooseKind(3);
     const QString path = recordFor(2000);
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(path).stream("video"));
     EXPECT_TRUE(alerts.isEmpty());
 }
 
@@ -181,8 +178,7 @@ TEST_F(App, DigitKeysStartPauseAndStopAFullScreenRecording) {
     waitForStatus(3);
     xdotool({"key", "1"});
     waitForStatus(0);
-    const QString streams = probe(app->outputPath);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(app->outputPath).stream("video"));
     EXPECT_EQ(list().size(), 1);
 
     // The auto-stop dialog holds the hotkeys off while it is open.
@@ -232,7 +228,7 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
     const QString path = app->outputPath;
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts[0], LF("Alert_Output_Failed", {path}));
-    EXPECT_TRUE(probe(path).contains("video")) << "the file does not play";
+    EXPECT_TRUE(media(path).stream("video")) << "the file does not play";
     ASSERT_EQ(list().size(), 1);
     EXPECT_EQ(list()[0].toMap()["path"], path);
 }
@@ -259,7 +255,7 @@ TEST_F(App, TheDisplayPopUpChoosesTheScreenOfAFullScreenRecording) {
     QComboBox* box = frameDeck->mainWindow().displayBox();
     box->setCurrentIndex(1);
     emit box->activated(1);
-    EXPECT_EQ(probeSize(recordFor(1500)), "640x480");
+    EXPECT_EQ(media(recordFor(1500)).videoSize(), "640x480");
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {

@@ -150,7 +150,7 @@ TEST_F(Preferences, ARecordedShortcutStartsAndStopsFromAnotherWindow) {
     xdotool({"key", "k"});
     waitForStatus(0);
     waitForFinishedStop();
-    EXPECT_TRUE(probe(app->outputPath).contains("video"));
+    EXPECT_TRUE(media(app->outputPath).stream("video"));
 
     // The screenshot key (4) lists a picture.
     const int before = int(list().size());

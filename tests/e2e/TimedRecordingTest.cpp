@@ -54,7 +54,6 @@ protected:
         waitForFinishedStop();
         return app->outputPath;
     }
-    static double duration(const QString& path) { return probe(path).section('\n', -2, -2).toDouble(); }
 };
 
 } // namespace
@@ -64,7 +63,7 @@ TEST_F(Timed, AutoStopByDurationEveryTimeStopsEachRecording) {
     armAutoStop(Tag::ByTime, "6", Tag::EveryTime);
     for (int round = 0; round < 2; ++round) {
         const QString path = recordUntilItStops();
-        const double seconds = duration(path);
+        const double seconds = media(path).duration;
         EXPECT_GE(seconds, 5.5) << "round " << round;
         EXPECT_LT(seconds, 8.5) << "round " << round;
         ASSERT_NE(frameDeck->fileListWindow(), nullptr);
@@ -124,9 +123,9 @@ TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
     double sum = 0;
     for (int i = 0; i < 3; ++i) {
         const QString part = records[i].toMap()["path"].toString();
-        const QString streams = probe(part);
-        EXPECT_TRUE(streams.contains("video")) << part.toStdString() << " does not play";
-        sum += duration(part);
+        const probe::Media file = media(part);
+        EXPECT_TRUE(file.stream("video")) << part.toStdString() << " does not play";
+        sum += file.duration;
     }
     EXPECT_EQ(records[2].toMap()["path"], path) << "the first part is the oldest";
     EXPECT_EQ(records[0].toMap()["path"], QString::fromStdString(splitPartPath(path.toStdString(), 2)));

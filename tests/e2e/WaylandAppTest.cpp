@@ -85,11 +85,10 @@ TEST_F(App, WaylandFullScreenThroughThePortalFromTheButton) {
 
     const QString path = app->outputPath;
     ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
-    EXPECT_EQ(probeSize(path), "1920x1080");
-    const QString streams = probe(path);
-    const double duration = streams.section('\n', -2, -2).toDouble();
-    EXPECT_GT(duration, 2.0) << streams.toStdString();
-    EXPECT_LT(duration, 4.6) << streams.toStdString();
+    const probe::Media file = media(path);
+    EXPECT_EQ(file.videoSize(), "1920x1080");
+    EXPECT_GT(file.duration, 2.0);
+    EXPECT_LT(file.duration, 4.6);
 
     // The windows float at their own size, so the desktop's background shows
     // in the bottom corners; the frame is kept for a person to look at.
@@ -102,7 +101,7 @@ TEST_F(App, WaylandFullScreenThroughThePortalFromTheButton) {
     const QString first = path;
     recordFor(1500);
     EXPECT_NE(app->outputPath, first);
-    EXPECT_EQ(probeSize(app->outputPath), "1920x1080");
+    EXPECT_EQ(media(app->outputPath).videoSize(), "1920x1080");
 }
 
 // The headless compositor has no pointer device to drive, so the drag is
@@ -147,7 +146,7 @@ TEST_F(App, WaylandCustomAreaDraggedInTheOverlayIsRecordedAtItsSizeAndPlace) {
 
     const QString path = app->outputPath;
     ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
-    EXPECT_EQ(probeSize(path), "400x300");
+    EXPECT_EQ(media(path).videoSize(), "400x300");
     const QImage frame = frameAt(path, 1.0);
     ASSERT_FALSE(frame.isNull());
     frame.save(QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/app/wayland-recorded-area-frame.png");
@@ -206,7 +205,7 @@ TEST_F(App, WaylandNoWindowKindAndTheWaitForThePortalCanBeCancelled) {
 
     QObject::disconnect(cancelWhileWaiting);
     const QString path = recordFor(1500);
-    EXPECT_EQ(probeSize(path), "1920x1080");
+    EXPECT_EQ(media(path).videoSize(), "1920x1080");
     EXPECT_TRUE(alerts.isEmpty()) << alerts.join("\n").toStdString();
 }
 
