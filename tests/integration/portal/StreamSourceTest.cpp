@@ -208,16 +208,14 @@ struct Delivered {
     std::string failure;
 };
 
-TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
-    TestScreenStream screen;
-    const uint32_t node = screen.node();
-    ASSERT_NE(node, SPA_ID_INVALID) << "no PipeWire server to publish on";
-
+// A source of the test stream's node, as the portal would hand it over, on a
+// monitor at `x`, `y` of the desktop.
+std::unique_ptr<CaptureSource> sourceOf(uint32_t node, int x, int y, std::shared_ptr<PointerFeed> feed) {
     ScreenCaptureRequest request;
-    request.screen = RVScreen{"TEST-1", 100, 50, kWidth, kHeight, true};
+    request.screen = RVScreen{"TEST-1", x, y, kWidth, kHeight, true};
     request.fps = 30;
-    auto feed = std::make_shared<PointerFeed>();
-    auto source = portalcapture::createStreamSource(request, feed, [node](std::string& error) {
+    const bool cursorMetadata = feed != nullptr;
+    return portalcapture::createStreamSource(request, feed, [node, cursorMetadata](std::string& error) {
         std::optional<SharedScreen> shared(std::in_place);
         shared->remote = connectToServer();
         if (shared->remote.get() < 0) {
@@ -225,9 +223,30 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
             return std::optional<SharedScreen>();
         }
         shared->node = node;
-        shared->cursorMetadata = true;
+        shared->cursorMetadata = cursorMetadata;
         return shared;
     });
+}
+
+// The source waits for the format, which the producer agrees only once it
+// is linked: the first picture is sent from the side meanwhile.
+void start(CaptureSource& source, TestScreenStream& screen, std::optional<std::pair<int, int>> pointer) {
+    std::thread first([&] {
+        std::this_thread::sleep_for(200ms);
+        screen.send(0x40, pointer);
+    });
+    std::string error;
+    const bool started = source.start(error);
+    first.join();
+    ASSERT_TRUE(started) << error;
+}
+
+TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
+    TestScreenStream screen;
+    const uint32_t node = screen.node();
+    ASSERT_NE(node, SPA_ID_INVALID) << "no PipeWire server to publish on";
+    auto feed = std::make_shared<PointerFeed>();
+    auto source = sourceOf(node, 100, 50, feed);
     Delivered delivered;
     source->setVideoCallback([&](const VideoFramePtr& frame) {
         std::lock_guard lock(delivered.mutex);
@@ -240,16 +259,7 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
         std::lock_guard lock(delivered.mutex);
         delivered.failure = message;
     });
-    // The source waits for the format, which the producer agrees only once
-    // it is linked: send the first picture from the side meanwhile.
-    std::thread first([&] {
-        std::this_thread::sleep_for(200ms);
-        screen.send(0x40, std::make_pair(10, 20));
-    });
-    std::string error;
-    const bool started = source->start(error);
-    first.join();
-    ASSERT_TRUE(started) << error;
+    ASSERT_NO_FATAL_FAILURE(start(*source, screen, std::make_pair(10, 20)));
     EXPECT_EQ(source->frameWidth(), kWidth);
     EXPECT_EQ(source->frameHeight(), kHeight);
     EXPECT_TRUE(feed->active()) << "a stream with cursor metadata feeds the decorations' pointer";
@@ -302,28 +312,14 @@ TEST(StreamSource, ReportsTheEndOfTheStream) {
     auto screen = std::make_unique<TestScreenStream>();
     const uint32_t node = screen->node();
     ASSERT_NE(node, SPA_ID_INVALID);
-    ScreenCaptureRequest request;
-    request.screen = RVScreen{"TEST-1", 0, 0, kWidth, kHeight, true};
-    auto source = portalcapture::createStreamSource(request, nullptr, [node](std::string&) {
-        std::optional<SharedScreen> shared(std::in_place);
-        shared->remote = connectToServer();
-        shared->node = node;
-        return shared;
-    });
+    auto source = sourceOf(node, 0, 0, nullptr);
     std::mutex mutex;
     std::string failure;
     source->setFailureCallback([&](const std::string& message) {
         std::lock_guard lock(mutex);
         failure = message;
     });
-    std::thread first([&] {
-        std::this_thread::sleep_for(200ms);
-        screen->send(0x20, std::nullopt);
-    });
-    std::string error;
-    const bool started = source->start(error);
-    first.join();
-    ASSERT_TRUE(started) << error;
+    ASSERT_NO_FATAL_FAILURE(start(*source, *screen, std::nullopt));
 
     // The desktop ends the cast (the user stopped sharing): the recording
     // hears of it instead of recording a frozen picture, and is never
