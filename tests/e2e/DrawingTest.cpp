@@ -214,7 +214,3 @@ TEST_F(App, DrawingsAreRecordedAndThePointerToolClicksThrough) {
     EXPECT_GT(white, all * 9 / 10);
     EXPECT_FALSE(near(board, rectEdge, isRed)) << "the board hides the screen's drawings";
 }
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
-}

@@ -250,7 +250,3 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
             changed += isMagenta(first.pixel(x, y)) != isMagenta(later.pixel(x, y));
     EXPECT_GT(changed, 40) << "the time did not change";
 }
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
-}

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QSignalSpy>
+#include <type_traits>
 
 namespace {
 
@@ -19,32 +20,37 @@ using Tag = AutoLengthDialog::Tag;
 
 class Timed : public App {
 protected:
-    // Opens a dialog the way the user does and returns it.
-    template <class Dialog> Dialog* open(const std::function<void()>& how) {
+    // Opens a dialog the way the user does (`how`), switches it on by
+    // `criterion` with `value`, once or every time, and presses OK; `finish`
+    // is the auto stop's "then" item. Its picture is kept as `picture`.
+    template <class Dialog>
+    void arm(const std::function<void()>& how, int criterion, const QString& value, int onceOrEvery,
+             int finish = 0, const QString& picture = {}) {
         how();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() != nullptr; }));
-        auto* dialog = qobject_cast<Dialog*>(frameDeck->timedDialog());
-        EXPECT_NE(dialog, nullptr);
-        return dialog;
-    }
-    static void click(TimedDialog* d, int tag) { qobject_cast<QAbstractButton*>(d->control(tag))->click(); }
-    static void type(TimedDialog* d, int tag, const QString& text) {
-        auto* field = qobject_cast<QLineEdit*>(d->control(tag));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() != nullptr; }));
+        auto* d = qobject_cast<Dialog*>(frameDeck->timedDialog());
+        ASSERT_NE(d, nullptr);
+        if (!picture.isEmpty())
+            savePicture(d, picture);
+        const auto click = [d](int tag) {
+            qobject_cast<QAbstractButton*>(d->control(tag))->click();
+        };
+        if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
+            click(Tag::EnabledBox);
+        click(criterion);
+        auto* field =
+            qobject_cast<QLineEdit*>(d->control(criterion == Tag::ByTime ? Tag::TimeField : Tag::SizeField));
         field->selectAll();
-        QTest::keyClicks(field, text);
+        QTest::keyClicks(field, value);
+        click(onceOrEvery);
+        if constexpr (std::is_same_v<Dialog, AutoTimeSetWindow>)
+            d->finshpopBtn->setCurrentIndex(finish);
+        d->okBtn->click();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
     }
     // Auto stop through the start menu's "Auto Stop Settings…".
     void armAutoStop(int criterion, const QString& value, int onceOrEvery, int finish = 0) {
-        auto* d = open<AutoTimeSetWindow>([this] { app->autoStopSetsAction(2); });
-        ASSERT_NE(d, nullptr);
-        if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
-            click(d, Tag::EnabledBox);
-        click(d, criterion);
-        type(d, criterion == Tag::ByTime ? Tag::TimeField : Tag::SizeField, value);
-        click(d, onceOrEvery);
-        d->finshpopBtn->setCurrentIndex(finish);
-        d->okBtn->click();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+        arm<AutoTimeSetWindow>([this] { app->autoStopSetsAction(2); }, criterion, value, onceOrEvery, finish);
     }
     // Presses record and waits until the recording has ended by itself.
     QString recordUntilItStops() {
@@ -105,16 +111,8 @@ TEST_F(Timed, FinishQuitOnceQuitsThenFallsBackToNothing) {
 
 TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
     chooseKind(0);
-    auto* d = open<AutoSplitSetsWindow>([this] { frameDeck->mainWindow().toolButton(1)->click(); });
-    ASSERT_NE(d, nullptr);
-    savePicture(d, "auto-split-dialog-en");
-    if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
-        click(d, Tag::EnabledBox);
-    click(d, Tag::ByTime);
-    type(d, Tag::TimeField, "4");
-    click(d, Tag::Once);
-    d->okBtn->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+    arm<AutoSplitSetsWindow>([this] { frameDeck->mainWindow().toolButton(1)->click(); }, Tag::ByTime, "4",
+                             Tag::Once, 0, "auto-split-dialog-en");
     EXPECT_EQ(app->settings().integerForKey("SplitType"), 1);
 
     const QString path = recordFor(10000);
@@ -136,8 +134,4 @@ TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
 
     const QString next = recordFor(2000);
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(splitPartPath(next.toStdString(), 1))));
-}
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
 }

@@ -2,7 +2,6 @@
 // the box keeps the picture's aspect and its minimum, OK stores where the box
 // is, Cancel stores nothing, and each language is pictured for a person to
 // look at (build*/test-artifacts/preferences/).
-#include "DesktopMain.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/SettingsSchema.h"
@@ -157,8 +156,4 @@ TEST_F(PreWatermarkOnDesktop, EveryLanguageRetitledAndPictured) {
         EXPECT_TRUE(preview.grab().save(artifacts + "preview-" + tag + ".png"));
         preview.reject();
     }
-}
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
 }
