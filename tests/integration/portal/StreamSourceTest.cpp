@@ -21,7 +21,6 @@
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 using portalcapture::SharedScreen;

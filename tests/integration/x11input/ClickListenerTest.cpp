@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <memory>
-#include <vector>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 

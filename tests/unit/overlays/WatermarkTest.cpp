@@ -7,7 +7,6 @@
 #include "app/SettingsSchema.h"
 #include "overlays/WatermarkRenderer.h"
 
-#include <QPainter>
 
 namespace S = SettingsKeys;
 
