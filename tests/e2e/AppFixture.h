@@ -26,12 +26,14 @@ inline probe::Media media(const QString& path) {
     return probe::probe(path.toStdString());
 }
 
-// The frame shown `seconds` into a recording, decoded by FFmpeg.
+// The frame shown `seconds` into a recording (before its end when negative),
+// decoded by FFmpeg.
 inline QImage frameAt(const QString& path, double seconds) {
     QTemporaryDir dir;
     const QString png = dir.filePath("frame.png");
     QProcess p;
-    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
+    p.start("ffmpeg", {"-v", "error", seconds < 0 ? "-sseof" : "-ss", QString::number(seconds), "-i", path,
+                       "-frames:v", "1", png});
     p.waitForFinished(-1);
     return QImage(png).convertToFormat(QImage::Format_RGB32);
 }

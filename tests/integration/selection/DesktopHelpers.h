@@ -36,10 +36,7 @@ inline bool waitFor(const std::function<bool()>& done, int guardMilliseconds = 6
 inline void settle(int milliseconds = 300) {
     QElapsedTimer t;
     t.start();
-    while (t.elapsed() < milliseconds) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(10);
-    }
+    waitFor([&] { return t.elapsed() >= milliseconds; });
 }
 
 // Synthetic input through XTEST.
