@@ -79,7 +79,10 @@ TEST_F(Timed, AutoStopByDurationEveryTimeStopsEachRecording) {
     EXPECT_TRUE(app->settings().boolForKey("IsAutoStop")) << "every time stays armed";
 }
 
-TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
+// Once, by size, then "Quit FrameDeck": the stop quits, and both the
+// criterion and the finish fall back for the next recording.
+TEST_F(Timed, AutoStopBySizeOnceStopsAtAMillionBytesAndQuits) {
+    QSignalSpy quit(app.get(), &AppDelegate::quitRequested);
     // Something that moves, so the file grows.
     QProcess picture;
     picture.start("ffplay", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=30", "-an",
@@ -87,26 +90,19 @@ TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
     ASSERT_TRUE(picture.waitForStarted());
     QTest::qWait(1000);
     chooseKind(0);
-    armAutoStop(Tag::BySize, "1", Tag::Once);
+    armAutoStop(Tag::BySize, "1", Tag::Once, 1);
+    EXPECT_EQ(app->finshpopIndex, 2);
     const QString path = recordUntilItStops();
     picture.kill();
     picture.waitForFinished();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return quit.count() == 1; }));
+    EXPECT_EQ(app->finshpopIndex, 1) << "once: the next recording does nothing more";
     const qint64 size = QFileInfo(path).size();
     EXPECT_GE(size, 1000000) << "1 MB is 10^6 bytes";
     // The check runs once a second: at 5000 kbit/s a tick adds ~0.7 MB, and
     // the rate control, with no look-ahead, spends more at the start.
     EXPECT_LT(size, 2500000);
     EXPECT_FALSE(app->settings().boolForKey("IsAutoStop")) << "once is disarmed after the stop";
-}
-
-TEST_F(Timed, FinishQuitOnceQuitsThenFallsBackToNothing) {
-    QSignalSpy quit(app.get(), &AppDelegate::quitRequested);
-    chooseKind(0);
-    armAutoStop(Tag::ByTime, "2", Tag::Once, 1); // "Quit FrameDeck"
-    EXPECT_EQ(app->finshpopIndex, 2);
-    recordUntilItStops();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return quit.count() == 1; }));
-    EXPECT_EQ(app->finshpopIndex, 1) << "once: the next recording does nothing more";
 }
 
 TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
