@@ -71,8 +71,18 @@ public:
 
 } // namespace
 
-TEST_F(Overlay, DraggingAnAreaRecordsExactlyThatAreaWithoutTheOverlay) {
+// Escape cancels; the next overlay records exactly the area dragged in it,
+// without itself.
+TEST_F(Overlay, EscapeCancelsAndADraggedAreaIsRecordedWithoutTheOverlay) {
     XWindows below({"150,150,1000,700,FdBelow,Below,3366cc"});
+    open(kArea);
+    xdotool({"mousemove", "960", "540"});
+    xdotool({"key", "Escape"});
+    ASSERT_TRUE(waitFor([&] { return cancelled; }));
+    EXPECT_FALSE(started);
+    settle();
+    EXPECT_TRUE(session.recordWindowControllerArray().empty());
+
     open(kArea);
     xdotoolDrag({300, 300}, {700, 600});
     RVClipView* view = controller()->recordScreenView();
@@ -132,16 +142,6 @@ TEST_F(Overlay, WindowKindHighlightsTheWindowUnderThePointerAndIgnoresDrags) {
     EXPECT_EQ(started->desktopRect, QRect(100, 121, 400, 300));
     EXPECT_EQ(started->selectedWindowNumber, target.ids[0]);
     EXPECT_EQ(started->selectedWindowName, "Target");
-}
-
-TEST_F(Overlay, EscapeCancels) {
-    open(kArea);
-    xdotool({"mousemove", "960", "540"});
-    xdotool({"key", "Escape"});
-    ASSERT_TRUE(waitFor([&] { return cancelled; }));
-    EXPECT_FALSE(started);
-    settle();
-    EXPECT_TRUE(session.recordWindowControllerArray().empty());
 }
 
 TEST_F(Overlay, FullScreenChoosesItselfAndCountsDown) {
