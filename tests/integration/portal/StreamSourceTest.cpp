@@ -240,9 +240,12 @@ void start(CaptureSource& source, TestScreenStream& screen, std::optional<std::p
     ASSERT_TRUE(started) << error;
 }
 
-TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
-    TestScreenStream screen;
-    const uint32_t node = screen.node();
+// The cast ends last (the user stopped sharing): a recording of it hears of
+// that instead of recording a frozen picture, and is never linked to some
+// other video source instead.
+TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStreamUntilItEnds) {
+    auto screen = std::make_unique<TestScreenStream>();
+    const uint32_t node = screen->node();
     ASSERT_NE(node, SPA_ID_INVALID) << "no PipeWire server to publish on";
     auto feed = std::make_shared<PointerFeed>();
     auto source = sourceOf(node, 100, 50, feed);
@@ -258,7 +261,7 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
         std::lock_guard lock(delivered.mutex);
         delivered.failure = message;
     });
-    ASSERT_NO_FATAL_FAILURE(start(*source, screen, std::make_pair(10, 20)));
+    ASSERT_NO_FATAL_FAILURE(start(*source, *screen, std::make_pair(10, 20)));
     EXPECT_EQ(source->frameWidth(), kWidth);
     EXPECT_EQ(source->frameHeight(), kHeight);
     EXPECT_TRUE(feed->active()) << "a stream with cursor metadata feeds the decorations' pointer";
@@ -266,15 +269,15 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
     // Sent until it comes through: the link may still be setting up its
     // buffers, and a picture sent before has nowhere to go.
     ASSERT_TRUE(eventually([&] {
-        screen.send(0x40, std::make_pair(10, 20), true);
+        screen->send(0x40, std::make_pair(10, 20), true);
         std::lock_guard lock(delivered.mutex);
         return delivered.lastShade == 0x40;
     })) << "no picture of the stream came out";
-    EXPECT_TRUE(screen.cursorMetaAgreed()) << "the stream's buffers carry no cursor metadata";
+    EXPECT_TRUE(screen->cursorMetaAgreed()) << "the stream's buffers carry no cursor metadata";
 
     // Only the pointer moves: the position is the monitor's origin plus the
     // stream pixel, and the held picture keeps filling the recording.
-    screen.send(0x40, std::make_pair(300, 200));
+    screen->send(0x40, std::make_pair(300, 200));
     EXPECT_TRUE(eventually([&] {
         return feed->position() == PointerFeed::Position{400, 250};
     })) << "the pointer did not follow the metadata";
@@ -291,44 +294,33 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
     })) << "a still stream stopped filling the recording";
 
     // A new picture, then the pointer hidden (an empty cursor picture).
-    screen.send(0x90, std::make_pair(300, 200));
+    screen->send(0x90, std::make_pair(300, 200));
     EXPECT_TRUE(eventually([&] {
         std::lock_guard lock(delivered.mutex);
         return delivered.lastShade == 0x90;
     }));
-    screen.send(0x90, std::nullopt);
+    screen->send(0x90, std::nullopt);
     EXPECT_TRUE(eventually([&] { return !feed->position().has_value(); }))
         << "a hidden pointer still has a position";
     EXPECT_TRUE(feed->active());
 
     source->stop();
     EXPECT_FALSE(feed->active()) << "a stopped source leaves the pointer to others";
-    std::lock_guard lock(delivered.mutex);
-    EXPECT_TRUE(delivered.failure.empty()) << delivered.failure;
-}
+    const auto failed = [&] {
+        std::lock_guard lock(delivered.mutex);
+        return !delivered.failure.empty();
+    };
+    EXPECT_FALSE(failed()) << delivered.failure;
 
-TEST(StreamSource, ReportsTheEndOfTheStream) {
-    auto screen = std::make_unique<TestScreenStream>();
-    const uint32_t node = screen->node();
-    ASSERT_NE(node, SPA_ID_INVALID);
-    auto source = sourceOf(node, 0, 0, nullptr);
-    std::mutex mutex;
-    std::string failure;
-    source->setFailureCallback([&](const std::string& message) {
-        std::lock_guard lock(mutex);
-        failure = message;
+    auto last = sourceOf(node, 0, 0, nullptr);
+    last->setFailureCallback([&](const std::string& message) {
+        std::lock_guard lock(delivered.mutex);
+        delivered.failure = message;
     });
-    ASSERT_NO_FATAL_FAILURE(start(*source, *screen, std::nullopt));
-
-    // The desktop ends the cast (the user stopped sharing): the recording
-    // hears of it instead of recording a frozen picture, and is never
-    // linked to some other video source instead.
+    ASSERT_NO_FATAL_FAILURE(start(*last, *screen, std::nullopt));
     screen.reset();
-    EXPECT_TRUE(eventually([&] {
-        std::lock_guard lock(mutex);
-        return !failure.empty();
-    })) << "the end of the stream went unnoticed";
-    source->stop();
+    EXPECT_TRUE(eventually(failed)) << "the end of the stream went unnoticed";
+    last->stop();
 }
 
 } // namespace
