@@ -38,6 +38,14 @@ protected:
         return std::make_unique<probe::Child>(flags, extraEnv, log);
     }
     bool waitForStart(probe::Child& child) { return probe::waitForLog(child, log); }
+    // Waits for a recorder that ends well, printing only the file it wrote;
+    // what FFmpeg reads in that file.
+    probe::Media finished(probe::Child& recorder, const std::string& out) {
+        std::string printed;
+        EXPECT_EQ(recorder.wait(&printed), 0) << probe::readFile(log);
+        EXPECT_EQ(printed, out + "\n");
+        return probe::probe(out);
+    }
     // A 440 Hz tone played into `sink` (empty: the default output, where
     // applications play) until the child is destroyed.
     std::unique_ptr<probe::Child> playTone(const std::string& sink) {
@@ -84,12 +92,8 @@ TEST_F(Recording, FullScreenWithSystemAudioHoldsAToneAndLeavesOutThePause) {
     recorder->signal(SIGUSR1);
     std::this_thread::sleep_for(1500ms);
     recorder->signal(SIGINT);
-    std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
+    const probe::Media media = finished(*recorder, out);
     tone.reset();
-    EXPECT_EQ(printed, out + "\n");
-
-    const probe::Media media = probe::probe(out);
     const probe::Stream* video = media.stream("video");
     const probe::Stream* audio = media.stream("audio");
     ASSERT_TRUE(video && audio);
@@ -115,11 +119,8 @@ TEST_F(Recording, WindowKindFollowsTheWindowUntilItCloses) {
         std::this_thread::sleep_for(100ms);
     }
     window.reset();
-    std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
-    EXPECT_EQ(printed, out + "\n");
+    const probe::Media media = finished(*recorder, out);
     EXPECT_NE(probe::readFile(log).find("the recording ends here"), std::string::npos);
-    const probe::Media media = probe::probe(out);
     EXPECT_EQ(media.videoSize(), "320x240");
     ASSERT_TRUE(media.stream("video"));
     EXPECT_NEAR(media.stream("video")->duration, 2, 0.8);
@@ -131,8 +132,7 @@ TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
     const std::string out = path("camera.mp4");
     auto recorder = record({"--mode", "camera", "--audio", "none", "--seconds", "2", "--output", out},
                            {{"FRAMEDECK_TEST_CAMERA", "1"}});
-    ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
-    const probe::Media media = probe::probe(out);
+    const probe::Media media = finished(*recorder, out);
     EXPECT_EQ(media.videoSize(), "640x480");
     EXPECT_NEAR(media.duration, 2, 0.4);
     // The bars run white ... black; the first-run setting mirrors the camera.
@@ -147,8 +147,7 @@ TEST_F(Recording, AudioOnlyFilesFromTheMicrophoneHaveTheirLength) {
         SCOPED_TRACE(format);
         const std::string out = path(std::string("mic.") + format);
         auto recorder = record({"--mode", "audio", "--audio", "mic", "--seconds", "2", "--output", out});
-        ASSERT_EQ(recorder->wait(), 0) << probe::readFile(log);
-        const probe::Media media = probe::probe(out);
+        const probe::Media media = finished(*recorder, out);
         ASSERT_TRUE(media.stream("audio"));
         EXPECT_FALSE(media.stream("video"));
         EXPECT_NEAR(media.duration, 2, 0.25);
@@ -222,10 +221,7 @@ TEST_F(Recording, VanishingSoundDeviceLeavesTheVideoRecording) {
     std::this_thread::sleep_for(1000ms);
     probe::run("pactl unload-module " + module);
     ASSERT_TRUE(started) << probe::readFile(log);
-    std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
-    EXPECT_EQ(printed, out + "\n");
-    const probe::Media media = probe::probe(out);
+    const probe::Media media = finished(*recorder, out);
     ASSERT_TRUE(media.stream("video"));
     EXPECT_NEAR(media.stream("video")->duration, 4, 0.5) << "video stopped with the sound";
     // The server moves the stream to another source; the time that costs is
@@ -306,17 +302,14 @@ TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
         "sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 - synth 20 sine 440 | " +
             server.clientCommand(
                 "pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1")});
-    std::string printed;
-    ASSERT_EQ(recorder->wait(&printed), 0) << probe::readFile(log);
+    const probe::Media media = finished(*recorder, out);
     const std::string text = probe::readFile(log);
-    EXPECT_EQ(printed, out + "\n");
     EXPECT_NE(text.find("the sound is back"), std::string::npos) << text;
     const std::string told = "framedeck record: audio capture stopped";
     const auto lost = text.find(told);
     ASSERT_NE(lost, std::string::npos) << text;
     EXPECT_EQ(text.find(told, lost + 1), std::string::npos) << "told more than once";
 
-    const probe::Media media = probe::probe(out);
     const probe::Stream* video = media.stream("video");
     const probe::Stream* audio = media.stream("audio");
     ASSERT_TRUE(video && audio);
