@@ -8,6 +8,7 @@
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
+#include "integration/recording/MediaProbe.h"
 #include "widgets/Alerts.h"
 #include "widgets/MainWindow.h"
 
@@ -20,29 +21,19 @@
 #include <QToolButton>
 #include <gtest/gtest.h>
 
-inline QString probe(const QString& path) {
-    QProcess p;
-    p.start("ffprobe",
-            {"-v", "error", "-show_entries", "stream=codec_type:format=duration", "-of", "csv=p=0", path});
-    p.waitForFinished(-1);
-    return QString::fromUtf8(p.readAllStandardOutput());
+// What FFmpeg reads in a recording: its streams, length and picture size.
+inline probe::Media media(const QString& path) {
+    return probe::probe(path.toStdString());
 }
 
-// The first video stream's size, "1920x1080".
-inline QString probeSize(const QString& path) {
-    QProcess p;
-    p.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries", "stream=width,height",
-                        "-of", "csv=p=0:s=x", path});
-    p.waitForFinished(-1);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
-// The frame shown `seconds` into a recording, decoded by FFmpeg.
+// The frame shown `seconds` into a recording (before its end when negative),
+// decoded by FFmpeg.
 inline QImage frameAt(const QString& path, double seconds) {
     QTemporaryDir dir;
     const QString png = dir.filePath("frame.png");
     QProcess p;
-    p.start("ffmpeg", {"-v", "error", "-ss", QString::number(seconds), "-i", path, "-frames:v", "1", png});
+    p.start("ffmpeg", {"-v", "error", seconds < 0 ? "-sseof" : "-ss", QString::number(seconds), "-i", path,
+                       "-frames:v", "1", png});
     p.waitForFinished(-1);
     return QImage(png).convertToFormat(QImage::Format_RGB32);
 }

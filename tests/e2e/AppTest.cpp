@@ -35,12 +35,11 @@ TEST_F(App, FullScreenFromTheButtonWithPauseThenTheList) {
 
     const QString path = app->outputPath;
     ASSERT_TRUE(QFile::exists(path)) << path.toStdString();
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
-    const double duration = streams.section('\n', -2, -2).toDouble();
+    const probe::Media file = media(path);
+    EXPECT_TRUE(file.stream("video"));
     // About three seconds recorded; the paused second and a half is left out.
-    EXPECT_GT(duration, 2.0) << streams.toStdString();
-    EXPECT_LT(duration, 4.4) << streams.toStdString();
+    EXPECT_GT(file.duration, 2.0);
+    EXPECT_LT(file.duration, 4.4);
 
     const QVariantList records = list();
     ASSERT_EQ(records.size(), 1);
@@ -68,12 +67,9 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     RVRecordScreenWindowController* overlay = frameDeck->selection().recordWindowControllerArray()[0].get();
     ASSERT_TRUE(QTest::qWaitFor([&] { return overlay->window() && overlay->window()->isVisible(); }));
     QTest::qWait(300);
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "500", "450"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotoolDrag({300, 300}, {700, 600});
     QPushButton* start = overlay->recordScreenView()->okBtn();
-    const QPoint at = start->mapToGlobal(start->rect().center());
-    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+    xdotoolClick(start->mapToGlobal(start->rect().center()));
     EXPECT_EQ(status(), 0u); // counting down
     ASSERT_TRUE(QTest::qWaitFor([&] { return status() != 0; }, 20000));
     QTest::qWait(2000);
@@ -82,18 +78,13 @@ TEST_F(App, AreaChosenOnScreenIsRecordedAfterTheCountdownWithoutTheOverlay) {
     waitForFinishedStop();
 
     const QString path = app->outputPath;
-    EXPECT_EQ(probeSize(path), "400x300");
+    EXPECT_EQ(media(path).videoSize(), "400x300");
     // The middle of the last frame is the window below, undimmed: no overlay,
     // no frame, no handles in the file.
-    QProcess frame;
-    frame.start("ffmpeg", {"-v", "error", "-sseof", "-0.5", "-i", path, "-frames:v", "1", "-vf",
-                           "crop=2:2:199:149", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
-    frame.waitForFinished(-1);
-    const QByteArray rgb = frame.readAllStandardOutput();
-    ASSERT_GE(rgb.size(), 3);
-    EXPECT_NEAR(uchar(rgb[0]), 0x33, 20);
-    EXPECT_NEAR(uchar(rgb[1]), 0x66, 20);
-    EXPECT_NEAR(uchar(rgb[2]), 0xcc, 20);
+    const QColor middle = frameAt(path, -0.5).pixelColor(199, 149);
+    EXPECT_NEAR(middle.red(), 0x33, 20);
+    EXPECT_NEAR(middle.green(), 0x66, 20);
+    EXPECT_NEAR(middle.blue(), 0xcc, 20);
 }
 
 TEST_F(App, TrayStartsAndStopsAndTakesScreenshots) {
@@ -124,9 +115,8 @@ TEST_F(App, AudioOnlyAndCameraWithoutACamera) {
     savePicture(&frameDeck->mainWindow(), "main-audio-only-en");
     const QString path = recordFor(2500);
     EXPECT_TRUE(path.endsWith(".mp3")) << path.toStdString();
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("audio")) << streams.toStdString();
-    EXPECT_FALSE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(path).stream("audio"));
+    EXPECT_FALSE(media(path).stream("video"));
     ASSERT_EQ(list().size(), 1);
     EXPECT_EQ(list()[0].toMap()["isVideo"].toInt(), 0);
 
@@ -155,8 +145,7 @@ TEST_F(App, TestPatternCameraFloatsAndRecords) {
 
     chooseKind(3);
     const QString path = recordFor(2000);
-    const QString streams = probe(path);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(path).stream("video"));
     EXPECT_TRUE(alerts.isEmpty());
 }
 
@@ -184,8 +173,7 @@ TEST_F(App, DigitKeysStartPauseAndStopAFullScreenRecording) {
     waitForStatus(3);
     xdotool({"key", "1"});
     waitForStatus(0);
-    const QString streams = probe(app->outputPath);
-    EXPECT_TRUE(streams.contains("video")) << streams.toStdString();
+    EXPECT_TRUE(media(app->outputPath).stream("video"));
     EXPECT_EQ(list().size(), 1);
 
     // The auto-stop dialog holds the hotkeys off while it is open.
@@ -235,7 +223,7 @@ TEST_F(App, AFullDiskStopsTheRecordingWithAnAlertAndKeepsTheFile) {
     const QString path = app->outputPath;
     ASSERT_EQ(alerts.size(), 1);
     EXPECT_EQ(alerts[0], LF("Alert_Output_Failed", {path}));
-    EXPECT_TRUE(probe(path).contains("video")) << "the file does not play";
+    EXPECT_TRUE(media(path).stream("video")) << "the file does not play";
     ASSERT_EQ(list().size(), 1);
     EXPECT_EQ(list()[0].toMap()["path"], path);
 }
@@ -262,7 +250,7 @@ TEST_F(App, TheDisplayPopUpChoosesTheScreenOfAFullScreenRecording) {
     QComboBox* box = frameDeck->mainWindow().displayBox();
     box->setCurrentIndex(1);
     emit box->activated(1);
-    EXPECT_EQ(probeSize(recordFor(1500)), "640x480");
+    EXPECT_EQ(media(recordFor(1500)).videoSize(), "640x480");
 }
 
 TEST_F(App, StopAfterTenMinutesArmsTheDelay) {

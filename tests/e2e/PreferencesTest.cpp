@@ -150,7 +150,7 @@ TEST_F(Preferences, ARecordedShortcutStartsAndStopsFromAnotherWindow) {
     xdotool({"key", "k"});
     waitForStatus(0);
     waitForFinishedStop();
-    EXPECT_TRUE(probe(app->outputPath).contains("video"));
+    EXPECT_TRUE(media(app->outputPath).stream("video"));
 
     // The screenshot key (4) lists a picture.
     const int before = int(list().size());
@@ -194,18 +194,10 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
                 const QRectF q = clip->toQt(r);
                 return QRectF(clip->mapToGlobal(q.topLeft()), q.size());
             };
-            const auto drag = [](QPointF from, QPointF to) {
-                xdotool({"mousemove", QString::number(int(from.x())), QString::number(int(from.y())),
-                         "mousedown", "1"});
-                xdotool({"mousemove", QString::number(int((from.x() + to.x()) / 2)),
-                         QString::number(int((from.y() + to.y()) / 2))});
-                xdotool({"mousemove", QString::number(int(to.x())), QString::number(int(to.y())), "mouseup",
-                         "1"});
-            };
             const QRectF box = global(clip->model().contentRect);
-            drag(box.center(), box.center() + QPointF(200, -120));
+            xdotoolDrag(box.center(), box.center() + QPointF(200, -120));
             const QRectF frame = global(clip->model().contentFrame);
-            drag(frame.topRight() + QPointF(-2, 2), frame.topRight() + QPointF(58, 2));
+            xdotoolDrag(frame.topRight() + QPointF(-2, 2), frame.topRight() + QPointF(58, 2));
             placed = clip->toQt(clip->model().contentRect);
             savePicture(preview, "preferences-watermark-preview");
             for (QPushButton* b : preview->findChildren<QPushButton*>())
@@ -257,8 +249,4 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
         for (int x = area.left(); x <= area.right(); ++x)
             changed += isMagenta(first.pixel(x, y)) != isMagenta(later.pixel(x, y));
     EXPECT_GT(changed, 40) << "the time did not change";
-}
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
 }

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QSignalSpy>
+#include <type_traits>
 
 namespace {
 
@@ -19,32 +20,37 @@ using Tag = AutoLengthDialog::Tag;
 
 class Timed : public App {
 protected:
-    // Opens a dialog the way the user does and returns it.
-    template <class Dialog> Dialog* open(const std::function<void()>& how) {
+    // Opens a dialog the way the user does (`how`), switches it on by
+    // `criterion` with `value`, once or every time, and presses OK; `finish`
+    // is the auto stop's "then" item. Its picture is kept as `picture`.
+    template <class Dialog>
+    void arm(const std::function<void()>& how, int criterion, const QString& value, int onceOrEvery,
+             int finish = 0, const QString& picture = {}) {
         how();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() != nullptr; }));
-        auto* dialog = qobject_cast<Dialog*>(frameDeck->timedDialog());
-        EXPECT_NE(dialog, nullptr);
-        return dialog;
-    }
-    static void click(TimedDialog* d, int tag) { qobject_cast<QAbstractButton*>(d->control(tag))->click(); }
-    static void type(TimedDialog* d, int tag, const QString& text) {
-        auto* field = qobject_cast<QLineEdit*>(d->control(tag));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() != nullptr; }));
+        auto* d = qobject_cast<Dialog*>(frameDeck->timedDialog());
+        ASSERT_NE(d, nullptr);
+        if (!picture.isEmpty())
+            savePicture(d, picture);
+        const auto click = [d](int tag) {
+            qobject_cast<QAbstractButton*>(d->control(tag))->click();
+        };
+        if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
+            click(Tag::EnabledBox);
+        click(criterion);
+        auto* field =
+            qobject_cast<QLineEdit*>(d->control(criterion == Tag::ByTime ? Tag::TimeField : Tag::SizeField));
         field->selectAll();
-        QTest::keyClicks(field, text);
+        QTest::keyClicks(field, value);
+        click(onceOrEvery);
+        if constexpr (std::is_same_v<Dialog, AutoTimeSetWindow>)
+            d->finshpopBtn->setCurrentIndex(finish);
+        d->okBtn->click();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
     }
     // Auto stop through the start menu's "Auto Stop Settings…".
     void armAutoStop(int criterion, const QString& value, int onceOrEvery, int finish = 0) {
-        auto* d = open<AutoTimeSetWindow>([this] { app->autoStopSetsAction(2); });
-        ASSERT_NE(d, nullptr);
-        if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
-            click(d, Tag::EnabledBox);
-        click(d, criterion);
-        type(d, criterion == Tag::ByTime ? Tag::TimeField : Tag::SizeField, value);
-        click(d, onceOrEvery);
-        d->finshpopBtn->setCurrentIndex(finish);
-        d->okBtn->click();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+        arm<AutoTimeSetWindow>([this] { app->autoStopSetsAction(2); }, criterion, value, onceOrEvery, finish);
     }
     // Presses record and waits until the recording has ended by itself.
     QString recordUntilItStops() {
@@ -54,7 +60,6 @@ protected:
         waitForFinishedStop();
         return app->outputPath;
     }
-    static double duration(const QString& path) { return probe(path).section('\n', -2, -2).toDouble(); }
 };
 
 } // namespace
@@ -64,7 +69,7 @@ TEST_F(Timed, AutoStopByDurationEveryTimeStopsEachRecording) {
     armAutoStop(Tag::ByTime, "6", Tag::EveryTime);
     for (int round = 0; round < 2; ++round) {
         const QString path = recordUntilItStops();
-        const double seconds = duration(path);
+        const double seconds = media(path).duration;
         EXPECT_GE(seconds, 5.5) << "round " << round;
         EXPECT_LT(seconds, 8.5) << "round " << round;
         ASSERT_NE(frameDeck->fileListWindow(), nullptr);
@@ -74,7 +79,10 @@ TEST_F(Timed, AutoStopByDurationEveryTimeStopsEachRecording) {
     EXPECT_TRUE(app->settings().boolForKey("IsAutoStop")) << "every time stays armed";
 }
 
-TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
+// Once, by size, then "Quit FrameDeck": the stop quits, and both the
+// criterion and the finish fall back for the next recording.
+TEST_F(Timed, AutoStopBySizeOnceStopsAtAMillionBytesAndQuits) {
+    QSignalSpy quit(app.get(), &AppDelegate::quitRequested);
     // Something that moves, so the file grows.
     QProcess picture;
     picture.start("ffplay", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=30", "-an",
@@ -82,10 +90,13 @@ TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
     ASSERT_TRUE(picture.waitForStarted());
     QTest::qWait(1000);
     chooseKind(0);
-    armAutoStop(Tag::BySize, "1", Tag::Once);
+    armAutoStop(Tag::BySize, "1", Tag::Once, 1);
+    EXPECT_EQ(app->finshpopIndex, 2);
     const QString path = recordUntilItStops();
     picture.kill();
     picture.waitForFinished();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return quit.count() == 1; }));
+    EXPECT_EQ(app->finshpopIndex, 1) << "once: the next recording does nothing more";
     const qint64 size = QFileInfo(path).size();
     EXPECT_GE(size, 1000000) << "1 MB is 10^6 bytes";
     // The check runs once a second: at 5000 kbit/s a tick adds ~0.7 MB, and
@@ -94,28 +105,10 @@ TEST_F(Timed, AutoStopBySizeStopsAtAMillionBytes) {
     EXPECT_FALSE(app->settings().boolForKey("IsAutoStop")) << "once is disarmed after the stop";
 }
 
-TEST_F(Timed, FinishQuitOnceQuitsThenFallsBackToNothing) {
-    QSignalSpy quit(app.get(), &AppDelegate::quitRequested);
-    chooseKind(0);
-    armAutoStop(Tag::ByTime, "2", Tag::Once, 1); // "Quit FrameDeck"
-    EXPECT_EQ(app->finshpopIndex, 2);
-    recordUntilItStops();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return quit.count() == 1; }));
-    EXPECT_EQ(app->finshpopIndex, 1) << "once: the next recording does nothing more";
-}
-
 TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
     chooseKind(0);
-    auto* d = open<AutoSplitSetsWindow>([this] { frameDeck->mainWindow().toolButton(1)->click(); });
-    ASSERT_NE(d, nullptr);
-    savePicture(d, "auto-split-dialog-en");
-    if (!qobject_cast<QCheckBox*>(d->control(Tag::EnabledBox))->isChecked())
-        click(d, Tag::EnabledBox);
-    click(d, Tag::ByTime);
-    type(d, Tag::TimeField, "4");
-    click(d, Tag::Once);
-    d->okBtn->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return frameDeck->timedDialog() == nullptr; }));
+    arm<AutoSplitSetsWindow>([this] { frameDeck->mainWindow().toolButton(1)->click(); }, Tag::ByTime, "4",
+                             Tag::Once, 0, "auto-split-dialog-en");
     EXPECT_EQ(app->settings().integerForKey("SplitType"), 1);
 
     const QString path = recordFor(10000);
@@ -124,9 +117,9 @@ TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
     double sum = 0;
     for (int i = 0; i < 3; ++i) {
         const QString part = records[i].toMap()["path"].toString();
-        const QString streams = probe(part);
-        EXPECT_TRUE(streams.contains("video")) << part.toStdString() << " does not play";
-        sum += duration(part);
+        const probe::Media file = media(part);
+        EXPECT_TRUE(file.stream("video")) << part.toStdString() << " does not play";
+        sum += file.duration;
     }
     EXPECT_EQ(records[2].toMap()["path"], path) << "the first part is the oldest";
     EXPECT_EQ(records[0].toMap()["path"], QString::fromStdString(splitPartPath(path.toStdString(), 2)));
@@ -137,8 +130,4 @@ TEST_F(Timed, SplitByFourSecondsOnceGivesThreePlayablePartsInTheList) {
 
     const QString next = recordFor(2000);
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(splitPartPath(next.toStdString(), 1))));
-}
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
 }

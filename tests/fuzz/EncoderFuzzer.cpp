@@ -11,11 +11,9 @@
 //   7 close now          (skips the trailers and the wait)
 // Sizes are bounded so one input stays small; errors are fine, a crash,
 // leak or hang is not.
+#include "FuzzSupport.h"
 #include "MediaEncoder.h"
 
-#include <QByteArray>
-#include <QDir>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -47,17 +45,6 @@ private:
     size_t size_;
     size_t pos_ = 0;
 };
-
-const QTemporaryDir& scratch() {
-    static const QTemporaryDir dir(QDir::tempPath() + "/framedeck-fuzz-encoder-XXXXXX");
-    return dir;
-}
-
-void clearScratch() {
-    QDir dir(scratch().path());
-    for (const QString& entry : dir.entryList(QDir::Files))
-        dir.remove(entry);
-}
 
 struct Layout {
     int width = 0, height = 0, channels = 0;
@@ -117,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!handle)
         return 0;
     const QByteArray path =
-        (scratch().path() + "/out" + kExtensions[container % std::size(kExtensions)]).toUtf8();
+        (fuzz::scratch().path() + "/out" + kExtensions[container % std::size(kExtensions)]).toUtf8();
     apiEncoderSetOutputPath(handle, path.constData());
     apiEncoderSetImageSize(handle, layout.width, layout.height);
     apiEncoderSetImageFormat(handle, ME_IMAGE_FORMAT_BGRA);
@@ -196,6 +183,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // A closed handle is refused, never used.
     if (apiEncodeIsDone(handle) >= 0)
         __builtin_trap();
-    clearScratch();
+    fuzz::clearScratch();
     return 0;
 }

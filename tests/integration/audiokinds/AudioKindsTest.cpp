@@ -12,7 +12,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <numbers>
 #include <sstream>
 #include <thread>
 
@@ -27,31 +26,6 @@ constexpr int kRate = 48000;
 // would still be far above the absent limit (silence measures about 1e-6).
 constexpr double kPresentAmplitude = 0.1;
 constexpr double kAbsentAmplitude = 0.003;
-
-// Amplitude (full scale 1.0) of the `hz` component of `samples`: Goertzel
-// over 50 ms Hann-windowed blocks, power averaged. The routing's loop-backs and
-// combine sink resample adaptively, so a tone drifts by a hertz or so and
-// one long filter would miss most of it; a block's band is ±20 Hz wide, and
-// the window keeps the other tone, 560 Hz away, out of it.
-double amplitudeAt(const std::vector<double>& samples, double hz) {
-    constexpr std::size_t kBlock = kRate / 20;
-    const double coeff = 2 * std::cos(2 * std::numbers::pi * hz / kRate);
-    double power = 0;
-    std::size_t blocks = 0;
-    for (std::size_t start = 0; start + kBlock <= samples.size(); start += kBlock, ++blocks) {
-        double s1 = 0, s2 = 0;
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            const double w = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * static_cast<double>(i) / kBlock);
-            const double s0 = w * samples[start + i] + coeff * s1 - s2;
-            s2 = s1;
-            s1 = s0;
-        }
-        // The window's gain is one half.
-        const double amplitude = 4 * std::sqrt(std::max(s1 * s1 + s2 * s2 - coeff * s1 * s2, 0.0)) / kBlock;
-        power += amplitude * amplitude;
-    }
-    return blocks ? std::sqrt(power / static_cast<double>(blocks)) : 0;
-}
 
 struct Tones {
     double at440 = 0, at1000 = 0, rms = 0;
@@ -74,7 +48,7 @@ Tones lastSecondsOf(const std::string& file, double seconds) {
     }
     if (samples.empty())
         return {};
-    return {amplitudeAt(samples, 440), amplitudeAt(samples, 1000),
+    return {toneAmplitude(samples, 440), toneAmplitude(samples, 1000),
             std::sqrt(power / static_cast<double>(samples.size()))};
 }
 

@@ -4,7 +4,6 @@
 
 #include "EncoderTestSupport.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
 
 using namespace enctest;

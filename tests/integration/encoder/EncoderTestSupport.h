@@ -1,8 +1,8 @@
 #pragma once
 
 // Synthetic media for the encoder tests, a driver for the C interface, and
-// probes that ask the real ffprobe / ffmpeg what a file holds (the stream
-// list comes from the recording tests' MediaProbe).
+// the probes of the recording tests' MediaProbe that ask the real ffprobe /
+// ffmpeg what a file holds.
 
 #include "MediaEncoder.h"
 #include "integration/recording/MediaProbe.h"
@@ -13,7 +13,12 @@
 
 namespace enctest {
 
+using probe::decodeAll;
+using probe::decodedVideoFrames;
+using probe::lastPacketEnd;
+using probe::PacketInfo;
 using probe::run;
+using probe::videoPackets;
 
 // A 32-bit BGRA picture whose content changes with `index` (a moving bar over
 // a gradient, or noise when `noise` is set: noise defeats compression, which
@@ -23,7 +28,6 @@ public:
     SyntheticVideo(int width, int height, bool noise = false);
     // Fills the picture for frame `index` and returns a record pointing at it.
     EncoderVideoFrame frame(int index);
-    const std::vector<uint8_t>& pixels() const { return pixels_; }
 
 private:
     int width_, height_;
@@ -73,23 +77,6 @@ void recordFile(const std::string& path, const RecordingOptions& o);
 
 // A folder under the build tree, emptied at creation.
 std::string freshDir(const std::string& name);
-
-// End of the last packet of the first stream of `type` ("v" or "a"), in
-// seconds; -1 when there is none.
-double lastPacketEnd(const std::string& path, const char* type);
-// The first video stream's packets in decoding order: presentation time in
-// seconds (decoding time where there is none) and the keyframe flag.
-struct PacketInfo {
-    double time = 0;
-    double duration = 0;
-    bool keyframe = false;
-};
-std::vector<PacketInfo> videoPackets(const std::string& path);
-// Decodes every stream to the end; returns ffmpeg's exit status and its
-// error output in `errors`.
-int decodeAll(const std::string& path, std::string* errors = nullptr);
-// Number of video frames decoded from the file.
-int decodedVideoFrames(const std::string& path);
 
 bool fileExists(const std::string& path);
 // The four-letter types of the boxes at the top of an MPEG-4 file, in order

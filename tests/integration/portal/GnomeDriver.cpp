@@ -1,5 +1,5 @@
 // Plays the user on a headless mutter for scripts: sees the screen through a
-// screen cast of its own and moves, clicks and types through mutter's
+// screen cast of its own and moves and clicks through mutter's
 // remote-desktop interface. One command per line on standard input, one
 // answer line ("ok" or "error: ...") per command:
 //   move X Y     the pointer to X,Y of the primary monitor
@@ -7,7 +7,6 @@
 //   click X Y    a left click there
 //   press        the left button down where the pointer is
 //   release      and up again
-//   key KEYSYM   a key press and release (X keysym, decimal or 0x hex)
 //   shot PATH    the screen as it is now, as a PNG picture
 //   pixel X Y    the colour at X,Y now, answered as "R G B"
 #include "MutterSession.h"
@@ -89,10 +88,6 @@ int main(int argc, char** argv) {
                                                   : session.click(x, y));
         } else if (command == "press" || command == "release") {
             done = session.button(command == "press");
-        } else if (command == "key") {
-            std::string keysym;
-            words >> keysym;
-            done = words && session.pressKey(static_cast<uint>(std::stoul(keysym, nullptr, 0)));
         } else if (command == "pixel") {
             int x = -1, y = -1;
             words >> x >> y;

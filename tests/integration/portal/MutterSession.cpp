@@ -89,7 +89,8 @@ bool MutterSession::movePointer(double x, double y) {
 }
 
 bool MutterSession::nudgePointer(double dx, double dy) {
-    return remote_ && remote_->call("NotifyPointerMotionRelative", dx, dy).type() == QDBusMessage::ReplyMessage;
+    return remote_ &&
+           remote_->call("NotifyPointerMotionRelative", dx, dy).type() == QDBusMessage::ReplyMessage;
 }
 
 bool MutterSession::click(double x, double y) {
@@ -105,11 +106,6 @@ bool MutterSession::click(double x, double y) {
 }
 
 bool MutterSession::button(bool down) {
-    return remote_ && remote_->call("NotifyPointerButton", kLeftButton, down).type() == QDBusMessage::ReplyMessage;
-}
-
-bool MutterSession::pressKey(uint keysym) {
     return remote_ &&
-           remote_->call("NotifyKeyboardKeysym", keysym, true).type() == QDBusMessage::ReplyMessage &&
-           remote_->call("NotifyKeyboardKeysym", keysym, false).type() == QDBusMessage::ReplyMessage;
+           remote_->call("NotifyPointerButton", kLeftButton, down).type() == QDBusMessage::ReplyMessage;
 }

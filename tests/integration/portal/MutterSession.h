@@ -8,7 +8,7 @@
 
 // A remote-desktop session on a running mutter (GNOME's compositor, here
 // headless) with a screen cast of its primary monitor in it: the PipeWire
-// node of that cast, and the pointer and keyboard of the session. This is
+// node of that cast, and the pointer of the session. This is
 // what GNOME's own portal backend asks mutter for; tests use it to see the
 // screen as GNOME shares it and to play a user's hand. Needs a
 // QCoreApplication; every call blocks on the session bus.
@@ -33,7 +33,6 @@ public:
     bool click(double x, double y);
     // The left button down or up where the pointer is (a drag between).
     bool button(bool down);
-    bool pressKey(uint keysym);
 
 public slots:
     void onStreamAdded(uint id) { node_ = id; }

@@ -21,7 +21,6 @@
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 using portalcapture::SharedScreen;
@@ -208,16 +207,14 @@ struct Delivered {
     std::string failure;
 };
 
-TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
-    TestScreenStream screen;
-    const uint32_t node = screen.node();
-    ASSERT_NE(node, SPA_ID_INVALID) << "no PipeWire server to publish on";
-
+// A source of the test stream's node, as the portal would hand it over, on a
+// monitor at `x`, `y` of the desktop.
+std::unique_ptr<CaptureSource> sourceOf(uint32_t node, int x, int y, std::shared_ptr<PointerFeed> feed) {
     ScreenCaptureRequest request;
-    request.screen = RVScreen{"TEST-1", 100, 50, kWidth, kHeight, true};
+    request.screen = RVScreen{"TEST-1", x, y, kWidth, kHeight, true};
     request.fps = 30;
-    auto feed = std::make_shared<PointerFeed>();
-    auto source = portalcapture::createStreamSource(request, feed, [node](std::string& error) {
+    const bool cursorMetadata = feed != nullptr;
+    return portalcapture::createStreamSource(request, feed, [node, cursorMetadata](std::string& error) {
         std::optional<SharedScreen> shared(std::in_place);
         shared->remote = connectToServer();
         if (shared->remote.get() < 0) {
@@ -225,9 +222,33 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
             return std::optional<SharedScreen>();
         }
         shared->node = node;
-        shared->cursorMetadata = true;
+        shared->cursorMetadata = cursorMetadata;
         return shared;
     });
+}
+
+// The source waits for the format, which the producer agrees only once it
+// is linked: the first picture is sent from the side meanwhile.
+void start(CaptureSource& source, TestScreenStream& screen, std::optional<std::pair<int, int>> pointer) {
+    std::thread first([&] {
+        std::this_thread::sleep_for(200ms);
+        screen.send(0x40, pointer);
+    });
+    std::string error;
+    const bool started = source.start(error);
+    first.join();
+    ASSERT_TRUE(started) << error;
+}
+
+// The cast ends last (the user stopped sharing): a recording of it hears of
+// that instead of recording a frozen picture, and is never linked to some
+// other video source instead.
+TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStreamUntilItEnds) {
+    auto screen = std::make_unique<TestScreenStream>();
+    const uint32_t node = screen->node();
+    ASSERT_NE(node, SPA_ID_INVALID) << "no PipeWire server to publish on";
+    auto feed = std::make_shared<PointerFeed>();
+    auto source = sourceOf(node, 100, 50, feed);
     Delivered delivered;
     source->setVideoCallback([&](const VideoFramePtr& frame) {
         std::lock_guard lock(delivered.mutex);
@@ -240,16 +261,7 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
         std::lock_guard lock(delivered.mutex);
         delivered.failure = message;
     });
-    // The source waits for the format, which the producer agrees only once
-    // it is linked: send the first picture from the side meanwhile.
-    std::thread first([&] {
-        std::this_thread::sleep_for(200ms);
-        screen.send(0x40, std::make_pair(10, 20));
-    });
-    std::string error;
-    const bool started = source->start(error);
-    first.join();
-    ASSERT_TRUE(started) << error;
+    ASSERT_NO_FATAL_FAILURE(start(*source, *screen, std::make_pair(10, 20)));
     EXPECT_EQ(source->frameWidth(), kWidth);
     EXPECT_EQ(source->frameHeight(), kHeight);
     EXPECT_TRUE(feed->active()) << "a stream with cursor metadata feeds the decorations' pointer";
@@ -257,15 +269,15 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
     // Sent until it comes through: the link may still be setting up its
     // buffers, and a picture sent before has nowhere to go.
     ASSERT_TRUE(eventually([&] {
-        screen.send(0x40, std::make_pair(10, 20), true);
+        screen->send(0x40, std::make_pair(10, 20), true);
         std::lock_guard lock(delivered.mutex);
         return delivered.lastShade == 0x40;
     })) << "no picture of the stream came out";
-    EXPECT_TRUE(screen.cursorMetaAgreed()) << "the stream's buffers carry no cursor metadata";
+    EXPECT_TRUE(screen->cursorMetaAgreed()) << "the stream's buffers carry no cursor metadata";
 
     // Only the pointer moves: the position is the monitor's origin plus the
     // stream pixel, and the held picture keeps filling the recording.
-    screen.send(0x40, std::make_pair(300, 200));
+    screen->send(0x40, std::make_pair(300, 200));
     EXPECT_TRUE(eventually([&] {
         return feed->position() == PointerFeed::Position{400, 250};
     })) << "the pointer did not follow the metadata";
@@ -282,58 +294,33 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStream) {
     })) << "a still stream stopped filling the recording";
 
     // A new picture, then the pointer hidden (an empty cursor picture).
-    screen.send(0x90, std::make_pair(300, 200));
+    screen->send(0x90, std::make_pair(300, 200));
     EXPECT_TRUE(eventually([&] {
         std::lock_guard lock(delivered.mutex);
         return delivered.lastShade == 0x90;
     }));
-    screen.send(0x90, std::nullopt);
+    screen->send(0x90, std::nullopt);
     EXPECT_TRUE(eventually([&] { return !feed->position().has_value(); }))
         << "a hidden pointer still has a position";
     EXPECT_TRUE(feed->active());
 
     source->stop();
     EXPECT_FALSE(feed->active()) << "a stopped source leaves the pointer to others";
-    std::lock_guard lock(delivered.mutex);
-    EXPECT_TRUE(delivered.failure.empty()) << delivered.failure;
-}
+    const auto failed = [&] {
+        std::lock_guard lock(delivered.mutex);
+        return !delivered.failure.empty();
+    };
+    EXPECT_FALSE(failed()) << delivered.failure;
 
-TEST(StreamSource, ReportsTheEndOfTheStream) {
-    auto screen = std::make_unique<TestScreenStream>();
-    const uint32_t node = screen->node();
-    ASSERT_NE(node, SPA_ID_INVALID);
-    ScreenCaptureRequest request;
-    request.screen = RVScreen{"TEST-1", 0, 0, kWidth, kHeight, true};
-    auto source = portalcapture::createStreamSource(request, nullptr, [node](std::string&) {
-        std::optional<SharedScreen> shared(std::in_place);
-        shared->remote = connectToServer();
-        shared->node = node;
-        return shared;
+    auto last = sourceOf(node, 0, 0, nullptr);
+    last->setFailureCallback([&](const std::string& message) {
+        std::lock_guard lock(delivered.mutex);
+        delivered.failure = message;
     });
-    std::mutex mutex;
-    std::string failure;
-    source->setFailureCallback([&](const std::string& message) {
-        std::lock_guard lock(mutex);
-        failure = message;
-    });
-    std::thread first([&] {
-        std::this_thread::sleep_for(200ms);
-        screen->send(0x20, std::nullopt);
-    });
-    std::string error;
-    const bool started = source->start(error);
-    first.join();
-    ASSERT_TRUE(started) << error;
-
-    // The desktop ends the cast (the user stopped sharing): the recording
-    // hears of it instead of recording a frozen picture, and is never
-    // linked to some other video source instead.
+    ASSERT_NO_FATAL_FAILURE(start(*last, *screen, std::nullopt));
     screen.reset();
-    EXPECT_TRUE(eventually([&] {
-        std::lock_guard lock(mutex);
-        return !failure.empty();
-    })) << "the end of the stream went unnoticed";
-    source->stop();
+    EXPECT_TRUE(eventually(failed)) << "the end of the stream went unnoticed";
+    last->stop();
 }
 
 } // namespace

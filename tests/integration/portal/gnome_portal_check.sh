@@ -33,45 +33,14 @@ gnome_portal=/usr/libexec/xdg-desktop-portal-gnome
 for tool in mutter "$portal" "$gnome_portal" dbus-send ffmpeg; do
   command -v "$tool" >/dev/null || { echo "gnome portal check: $tool is not installed" >&2; exit 77; }
 done
-# shellcheck source=media-checks.sh
-source "$(dirname "$0")/media-checks.sh"
+# shellcheck source=../../check-helpers.sh
+source "$(dirname "$0")/../../check-helpers.sh"
 
 dir=$FRAMEDECK_DESKTOP_DIR
+logs="$dir/log/*.log"
 out=$HOME/recordings
 mkdir -p "$out" "$artifacts"
-pids=()
-stop() {
-  local i step
-  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-    kill "${pids[i]}" 2>/dev/null || true
-    for ((step = 0; step < 50; step++)); do
-      kill -0 "${pids[i]}" 2>/dev/null || break
-      sleep 0.1
-    done
-    kill -9 "${pids[i]}" 2>/dev/null || true
-    wait "${pids[i]}" 2>/dev/null || true
-  done
-}
-trap stop EXIT
-
-# Bounded only so that something that never comes fails with a message.
-wait_until() {
-  local step
-  for ((step = 0; step < 200; step++)); do
-    "$@" && return 0
-    sleep 0.1
-  done
-  return 1
-}
-has_bus_name() {
-  dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus /org/freedesktop/DBus \
-    org.freedesktop.DBus.NameHasOwner "string:$1" 2>/dev/null | grep -q true
-}
-give_up() {
-  echo "gnome portal check: $*" >&2
-  tail -n 15 "$dir"/log/*.log >&2 || true
-  exit 1
-}
+trap stop_all EXIT
 
 export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland WAYLAND_DISPLAY=framedeck-gnome
 LD_PRELOAD=$fixed_window_ids mutter --headless --wayland --no-x11 --wayland-display "$WAYLAND_DISPLAY" \
@@ -102,6 +71,11 @@ do_() {
   read -r answer <&"${DRIVER[0]}"
   [[ $answer != error* ]] || give_up "the driver failed: $answer"
   echo "$answer"
+}
+# give_up_shown NAME MESSAGE: gives up with the screen as it is, kept as NAME.png.
+give_up_shown() {
+  do_ shot "$artifacts/$1.png" >/dev/null
+  give_up "$2 (see $artifacts/$1.png)"
 }
 
 # The arrow and its highlight on, as a user who wants the pointer seen would
@@ -169,20 +143,15 @@ has_bus_name org.freedesktop.impl.portal.desktop.gnome || start_gnome_portal
 full=$out/full.mp4
 record --mode full --output "$full"
 recording=$!
-if wait_until dialog_up; then
-  do_ shot "$artifacts/gnome-portal-dialog.png" >/dev/null
-  do_ click "${second_monitor_row[@]}" >/dev/null
-  wait_until share_ready || give_up "choosing the monitor left Share disabled (see $artifacts/gnome-portal-dialog.png)"
-  do_ click "${share[@]}" >/dev/null
-else
-  do_ shot "$artifacts/gnome-portal-no-dialog.png" >/dev/null
-  give_up "GNOME's dialog did not show (see $artifacts/gnome-portal-no-dialog.png)"
-fi
+wait_until dialog_up || give_up_shown gnome-portal-no-dialog "GNOME's dialog did not show"
+do_ shot "$artifacts/gnome-portal-dialog.png" >/dev/null
+do_ click "${second_monitor_row[@]}" >/dev/null
+wait_until share_ready || give_up "choosing the monitor left Share disabled (see $artifacts/gnome-portal-dialog.png)"
+do_ click "${share[@]}" >/dev/null
 hold_pointer "$recording"
 wait "$recording" || fail "full-screen recording exited with $?"
 if [[ -s $full ]]; then
-  [[ $(probe "$full" width)x$(probe "$full" height) == 1024x768 ]] ||
-    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not the shared monitor's 1024x768"
+  expect_size "$full" 1024x768 "full screen (the shared monitor)"
   ffmpeg -v error -y -sseof -0.3 -i "$full" -frames:v 1 "$artifacts/gnome-portal-full-frame.png" || true
   # The highlight is a disc around the arrow's picture, right and below the tip.
   seen=$(pixel "$full" 2.5 $((pointer_x + 18)) $((pointer_y + 10)))
@@ -201,8 +170,7 @@ recording=$!
 hold_pointer "$recording"
 wait "$recording" || fail "area recording exited with $? (did the dialog come back?)"
 if [[ -s $area ]]; then
-  [[ $(probe "$area" width)x$(probe "$area" height) == 200x200 ]] ||
-    fail "the area is $(probe "$area" width)x$(probe "$area" height), not 200x200"
+  expect_size "$area" 200x200 "the area"
   # The pointer at 220,300 of the monitor is at 120,100 of the area.
   seen=$(pixel "$area" 2.5 $((120 + 18)) $((100 + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the area: '$seen'"
@@ -228,11 +196,7 @@ close_test_window() {
 # The dialog as for a monitor, with the window list in place of the monitors.
 window_row=(640 346)
 pick_window_in_dialog() { # NAME (of the pictures)
-  if ! wait_until dialog_up; then
-    do_ shot "$artifacts/gnome-$1-no-window-dialog.png" >/dev/null
-    fail "GNOME's dialog for a window did not show (see $artifacts/gnome-$1-no-window-dialog.png)"
-    return 1
-  fi
+  wait_until dialog_up || give_up_shown "gnome-$1-no-window-dialog" "GNOME's dialog for a window did not show"
   do_ click "${window_row[@]}" >/dev/null
   wait_until share_ready || give_up "choosing the window left Share disabled"
   do_ shot "$artifacts/gnome-$1-window-dialog.png" >/dev/null
@@ -244,8 +208,7 @@ pick_window_in_dialog() { # NAME (of the pictures)
 # would show the desktop at one corner at least).
 check_window_file() { # FILE NAME SECONDS
   [[ -s $1 ]] || { fail "no window file from the $2"; return; }
-  [[ $(probe "$1" width)x$(probe "$1" height) == 400x300 ]] ||
-    fail "the $2 recorded the window at $(probe "$1" width)x$(probe "$1" height), not its 400x300"
+  expect_size "$1" 400x300 "the window recorded from the $2"
   ffmpeg -v error -y -ss "$3" -i "$1" -frames:v 1 "$artifacts/gnome-$2-window-frame.png" || true
   local at seen
   for at in "4 4" "200 150" "395 295"; do
@@ -262,7 +225,7 @@ open_test_window cli
 # Recorded until the window closes, which ends the recording and keeps it.
 seconds=60 record --mode window --output "$window_file"
 recording=$!
-pick_window_in_dialog portal || kill -INT "$recording" 2>/dev/null || true
+pick_window_in_dialog portal
 # Halved after a while: the recording keeps its size, the window at its top
 # left and black beside and below it.
 sleep 1.5
@@ -299,29 +262,33 @@ pids+=($gui)
 # The middle of Start (and then Stop) where mutter puts the window on the
 # first monitor (GNOME 43), with a Display row for the two monitors.
 start_stop=(150 463)
-wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
-  { do_ shot "$artifacts/gnome-gui-not-shown.png" >/dev/null; give_up "the main window did not show"; }
+start_shown() { near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12; }
+# gui_recorded N WHAT: Stop clicked on the main window's Nth recording, which
+# ends; its file, the one newer than the last, in $gui_file.
+gui_recorded() {
+  local newer=()
+  [[ -z ${gui_file:-} ]] || newer=(-newer "$gui_file")
+  do_ click "${start_stop[@]}" >/dev/null
+  wait_until eval "((\$(grep -c stopRecording \"\$gui_log\") == $1))" || fail "the main window did not stop $2"
+  cp "$gui_log" "$artifacts/" || true
+  sleep 1
+  gui_file=$(find "$HOME/Videos" -name '*.mov' "${newer[@]}" | head -n1)
+}
+wait_until start_shown || give_up_shown gnome-gui-not-shown "the main window did not show"
 do_ click "${start_stop[@]}" >/dev/null
-wait_until dialog_up ||
-  { do_ shot "$artifacts/gnome-gui-no-dialog.png" >/dev/null; give_up "GNOME's dialog did not ask for the main window's monitor"; }
+wait_until dialog_up || give_up_shown gnome-gui-no-dialog "GNOME's dialog did not ask for the main window's monitor"
 do_ click "${first_monitor_row[@]}" >/dev/null
 wait_until share_ready || give_up "choosing the first monitor left Share disabled"
 do_ click "${share[@]}" >/dev/null
-wait_until grep -q "recording to" "$gui_log" ||
-  { do_ shot "$artifacts/gnome-gui-not-recording.png" >/dev/null; give_up "the main window did not start recording"; }
+wait_until grep -q "recording to" "$gui_log" || give_up_shown gnome-gui-not-recording "the main window did not start recording"
 # Beside the main window, on the first monitor.
 gui_pointer=(900 500)
 sleep 3 &
 hold_pointer $! "${gui_pointer[@]}"
 do_ shot "$artifacts/gnome-gui-recording.png" >/dev/null
-do_ click "${start_stop[@]}" >/dev/null
-wait_until grep -q stopRecording "$gui_log" || fail "the main window did not stop recording"
-cp "$gui_log" "$artifacts/" || true
-sleep 1
-gui_file=$(find "$HOME/Videos" -name '*.mov' | head -n1)
+gui_recorded 1 recording
 if [[ -n $gui_file ]]; then
-  [[ $(probe "$gui_file" width)x$(probe "$gui_file" height) == 1280x720 ]] ||
-    fail "the main window recorded $(probe "$gui_file" width)x$(probe "$gui_file" height), not its first monitor's 1280x720"
+  expect_size "$gui_file" 1280x720 "the main window's recording (of its first monitor)"
   ffmpeg -v error -y -ss 2 -i "$gui_file" -frames:v 1 "$artifacts/gnome-gui-frame.png" || true
   seen=$(pixel "$gui_file" 2 $((gui_pointer[0] + 18)) $((gui_pointer[1] + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the main window's recording: '$seen'"
@@ -336,20 +303,15 @@ open_test_window gui
 main_window_blank=(610 530) app_window=(338 152)
 do_ click "${main_window_blank[@]}" >/dev/null
 do_ click "${app_window[@]}" >/dev/null
-wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
-  { do_ shot "$artifacts/gnome-gui-window-kind.png" >/dev/null; give_up "Start is not where it was after choosing App Window"; }
+wait_until start_shown || give_up_shown gnome-gui-window-kind "Start is not where it was after choosing App Window"
 do_ click "${start_stop[@]}" >/dev/null
 pick_window_in_dialog gui
 wait_until eval '(($(grep -c startRecording "$gui_log") == 2))' ||
-  { do_ shot "$artifacts/gnome-gui-window-not-recording.png" >/dev/null; give_up "the main window did not record the window"; }
+  give_up_shown gnome-gui-window-not-recording "the main window did not record the window"
 sleep 3
 do_ shot "$artifacts/gnome-gui-window-recording.png" >/dev/null
-do_ click "${start_stop[@]}" >/dev/null
-wait_until eval '(($(grep -c stopRecording "$gui_log") == 2))' || fail "the main window did not stop the window's recording"
-cp "$gui_log" "$artifacts/" || true
-sleep 1
-window_gui_file=$(find "$HOME/Videos" -name '*.mov' -newer "$gui_file" | head -n1)
-check_window_file "$window_gui_file" gui 2
+gui_recorded 2 "the window's recording"
+check_window_file "$gui_file" gui 2
 close_test_window
 
 # --- the main window's Custom Area, dragged on the second monitor's overlay:
@@ -357,12 +319,11 @@ close_test_window
 do_ click "${main_window_blank[@]}" >/dev/null
 custom_area=(225 152)
 do_ click "${custom_area[@]}" >/dev/null
-wait_until eval 'near "$(do_ pixel "${start_stop[@]}")" "217 58 58" 12' ||
-  { do_ shot "$artifacts/gnome-gui-area-kind.png" >/dev/null; give_up "Start is not where it was after choosing Custom Area"; }
+wait_until start_shown || give_up_shown gnome-gui-area-kind "Start is not where it was after choosing Custom Area"
 do_ click "${start_stop[@]}" >/dev/null
 # Every monitor gets an overlay; without GNOME Shell's screenshots it is dark.
 overlay_up() { near "$(do_ pixel 1000 650)" "0 0 0" 12; }
-wait_until overlay_up || { do_ shot "$artifacts/gnome-gui-no-overlay.png" >/dev/null; give_up "no area overlay"; }
+wait_until overlay_up || give_up_shown gnome-gui-no-overlay "no area overlay"
 # From 100,200 to 400,400 of the second monitor: the area of the command line's.
 do_ move 1270 200 >/dev/null
 do_ nudge 110 0 >/dev/null
@@ -378,28 +339,19 @@ sleep 0.2
 do_ press >/dev/null
 do_ release >/dev/null
 wait_until eval '(($(grep -c "recording to" "$gui_log") == 3))' ||
-  { do_ shot "$artifacts/gnome-gui-area-not-recording.png" >/dev/null; give_up "the dragged area was not recorded"; }
+  give_up_shown gnome-gui-area-not-recording "the dragged area was not recorded"
 sleep 3 &
 hold_pointer $!
-do_ click "${start_stop[@]}" >/dev/null
-wait_until eval '(($(grep -c stopRecording "$gui_log") == 3))' || fail "the main window did not stop the area's recording"
-cp "$gui_log" "$artifacts/" || true
-sleep 1
-area_gui_file=$(find "$HOME/Videos" -name '*.mov' -newer "$window_gui_file" | head -n1)
-if [[ -s $area_gui_file ]]; then
-  [[ $(probe "$area_gui_file" width)x$(probe "$area_gui_file" height) == 300x200 ]] ||
-    fail "the dragged area is $(probe "$area_gui_file" width)x$(probe "$area_gui_file" height), not 300x200"
-  ffmpeg -v error -y -sseof -0.3 -i "$area_gui_file" -frames:v 1 "$artifacts/gnome-gui-area-frame.png" || true
+gui_recorded 3 "the area's recording"
+if [[ -s $gui_file ]]; then
+  expect_size "$gui_file" 300x200 "the dragged area"
+  ffmpeg -v error -y -sseof -0.3 -i "$gui_file" -frames:v 1 "$artifacts/gnome-gui-area-frame.png" || true
   # The pointer at 220,300 of the second monitor is at 120,100 of the area.
-  seen=$(pixel "$area_gui_file" 2 $((120 + 18)) $((100 + 10)))
+  seen=$(pixel "$gui_file" 2 $((120 + 18)) $((100 + 10)))
   near "$seen" "$teal" 30 || fail "no highlight beside the pointer in the dragged area: '$seen'"
 else
   fail "no recording of the area dragged on the second monitor"
 fi
 
-if ((failures)); then
-  echo "GNOME portal recording: $failures check(s) failed" >&2
-  tail -n 20 "$dir/log/framedeck.log" "$dir"/log/xdg-desktop-portal*.log >&2 || true
-  exit 1
-fi
-echo "GNOME portal recording: the shared monitor and an area of it with FrameDeck's pointer, choice remembered; one window, from the command line and the main window"
+logs="$dir/log/framedeck.log $dir/log/xdg-desktop-portal*.log"
+finish "GNOME portal recording" "the shared monitor and an area of it with FrameDeck's pointer, choice remembered; one window, from the command line and the main window"

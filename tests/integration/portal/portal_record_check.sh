@@ -11,20 +11,18 @@
 #
 #   portal_record_check.sh FRAMEDECK SOURCE_DIR
 set -euo pipefail
-
-if [[ ${1:-} != --inside ]]; then
-  framedeck=$1 source_dir=$2
-  exec "$source_dir/scripts/test-desktop" --wayland run -- bash "$0" --inside "$framedeck"
-fi
+# shellcheck source=../../check-helpers.sh
+source "$(dirname "$0")/../../check-helpers.sh"
+[[ ${1:-} == --inside ]] || on_wayland_desktop "$0" "$@"
 framedeck=$2
 out=$HOME/recordings
 mkdir -p "$out"
+logs="$FRAMEDECK_DESKTOP_DIR/log/xdg-desktop-portal*.log"
 settings=${XDG_CONFIG_HOME:-$HOME/.config}/FrameDeck/FrameDeck.conf
 # The token as the settings hold it.
 kept_token() { sed -n 's/^ScreenCastRestoreToken_0_0=//p' "$settings" 2>/dev/null | head -n1; }
 seconds=3
-# shellcheck source=media-checks.sh
-source "$(dirname "$0")/media-checks.sh"
+background=$(desktop_background)
 
 record() {
   "$framedeck" record --backend portal --audio none --format mp4 --fps 30 --seconds "$seconds" "$@"
@@ -47,11 +45,8 @@ check_duration() {
 full=$out/full.mp4
 record --mode full --output "$full" || fail "full-screen recording exited with $?"
 if [[ -s $full ]]; then
-  [[ $(probe "$full" width)x$(probe "$full" height) == 1920x1080 ]] ||
-    fail "full screen is $(probe "$full" width)x$(probe "$full" height), not 1920x1080"
+  expect_size "$full" 1920x1080 "full screen"
   check_duration "$full"
-  background=$(printf '%d %d %d' "0x${FRAMEDECK_DESKTOP_BACKGROUND:1:2}" "0x${FRAMEDECK_DESKTOP_BACKGROUND:3:2}" \
-    "0x${FRAMEDECK_DESKTOP_BACKGROUND:5:2}")
   seen=$(pixel "$full" 1.5 960 700)
   near "$seen" "$background" || fail "the background at 960,700 is '$seen', not '$background'"
   # The clock shows hundredths of a second: pictures half a second apart differ.
@@ -71,8 +66,7 @@ first_token=$(kept_token)
 area=$out/area.mp4
 record --mode area --area 800,600,640,360 --output "$area" || fail "area recording exited with $?"
 if [[ -s $area ]]; then
-  [[ $(probe "$area" width)x$(probe "$area" height) == 640x360 ]] ||
-    fail "the area is $(probe "$area" width)x$(probe "$area" height), not 640x360"
+  expect_size "$area" 640x360 "the area"
   check_duration "$area"
   # 960,700 on the screen is 160,100 in the area.
   seen=$(pixel "$area" 1.5 160 100)
@@ -85,9 +79,4 @@ fi
 second_token=$(kept_token)
 [[ -n $first_token && -n $second_token ]] || fail "the second recording kept no restore token"
 
-if ((failures)); then
-  echo "portal recording: $failures check(s) failed; the desktop's logs:" >&2
-  tail -n 20 "$FRAMEDECK_DESKTOP_DIR"/log/xdg-desktop-portal*.log >&2 || true
-  exit 1
-fi
-echo "portal recording: full screen and area recorded and checked"
+finish "portal recording" "full screen and area recorded and checked"

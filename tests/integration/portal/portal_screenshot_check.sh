@@ -7,34 +7,19 @@
 #
 #   portal_screenshot_check.sh FRAMEDECK SOURCE_DIR
 set -euo pipefail
-
-if [[ ${1:-} != --inside ]]; then
-  framedeck=$1 source_dir=$2
-  exec "$source_dir/scripts/test-desktop" --wayland run -- bash "$0" --inside "$framedeck"
-fi
+# shellcheck source=../../check-helpers.sh
+source "$(dirname "$0")/../../check-helpers.sh"
+[[ ${1:-} == --inside ]] || on_wayland_desktop "$0" "$@"
 framedeck=$2
-failures=0
-
-fail() {
-  echo "FAIL: $*" >&2
-  failures=$((failures + 1))
-}
-
-# pixel FILE X Y: the colour there as "R G B".
-pixel() {
-  { ffmpeg -v error -i "$1" -vf "crop=1:1:$2:$3" -f rawvideo -pix_fmt rgb24 - || true; } | head -c 3 | od -An -tu1 | xargs
-}
-
-background=$(printf '%d %d %d' "0x${FRAMEDECK_DESKTOP_BACKGROUND:1:2}" "0x${FRAMEDECK_DESKTOP_BACKGROUND:3:2}" \
-  "0x${FRAMEDECK_DESKTOP_BACKGROUND:5:2}")
+logs="$FRAMEDECK_DESKTOP_DIR/log/xdg-desktop-portal*.log"
+background=$(desktop_background)
 
 shot=$HOME/shots/one.png
 printed=$("$framedeck" screenshot --output "$shot") || fail "screenshot --output exited with $?"
 [[ $printed == "$shot" ]] || fail "it printed '$printed', not '$shot'"
 if [[ -s $shot ]]; then
-  size=$(ffprobe -v error -show_entries stream=width,height -of csv=p=0:s=x "$shot")
-  [[ $size == 1920x1080 ]] || fail "the picture is $size, not 1920x1080"
-  seen=$(pixel "$shot" 960 700)
+  expect_size "$shot" 1920x1080 "the picture"
+  seen=$(pixel "$shot" 0 960 700)
   # A PNG keeps the colour exactly.
   [[ $seen == "$background" ]] || fail "the background at 960,700 is '$seen', not '$background'"
 else
@@ -47,9 +32,4 @@ listed=$(cat "${XDG_CACHE_HOME:-$HOME/.cache}/org.framedeck.FrameDeck/filelist.p
 default=$("$framedeck" screenshot) || fail "screenshot without --output exited with $?"
 [[ $default == */FrameDeck/*.png && -s $default ]] || fail "no picture in the recordings folder: '$default'"
 
-if ((failures)); then
-  echo "portal screenshot: $failures check(s) failed; the desktop's logs:" >&2
-  tail -n 20 "$FRAMEDECK_DESKTOP_DIR"/log/xdg-desktop-portal*.log >&2 || true
-  exit 1
-fi
-echo "portal screenshot: taken through the portal, checked and listed"
+finish "portal screenshot" "taken through the portal, checked and listed"

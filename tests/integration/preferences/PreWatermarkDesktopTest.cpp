@@ -2,7 +2,6 @@
 // the box keeps the picture's aspect and its minimum, OK stores where the box
 // is, Cancel stores nothing, and each language is pictured for a person to
 // look at (build*/test-artifacts/preferences/).
-#include "DesktopMain.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/SettingsSchema.h"
@@ -120,45 +119,34 @@ TEST_F(PreWatermarkOnDesktop, DraggedBoxKeepsItsAspectAndOkStoresIt) {
     EXPECT_FLOAT_EQ(float(store.doubleForKey(S::WatermarkScale)), float(box.width / picture.width()));
 }
 
-TEST_F(PreWatermarkOnDesktop, CancelAndClosingStoreNothing) {
-    for (const bool viaCancel : {true, false}) {
-        PreWatermarkWindowController preview(picture, store, nullptr);
-        preview.show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&preview));
-        RVClipView* view = preview.clipView();
-        // A plain click on the picture (a window pick elsewhere) changes nothing.
-        const RectD start = view->model().contentRect;
-        QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(450, 60));
-        EXPECT_EQ(view->model().contentRect, start);
-        drag(view, at(view, start.midX(), start.midY()), at(view, start.midX() + 100, start.midY() + 100));
-        if (viaCancel)
-            QTest::mouseClick(preview.cancelButton(), Qt::LeftButton);
-        else
-            preview.close();
-        EXPECT_EQ(preview.result(), QDialog::Rejected);
-        EXPECT_FALSE(storedAnything());
-    }
-}
-
-TEST_F(PreWatermarkOnDesktop, EveryLanguageRetitledAndPictured) {
+// In each language the window is re-titled (it exists before each switch),
+// its buttons are not cut off, and it is pictured; left by Cancel or by
+// closing it, after a drag, it stores nothing.
+TEST_F(PreWatermarkOnDesktop, EveryLanguageRetitledAndPicturedAndLeavingStoresNothing) {
     PreWatermarkWindowController preview(picture, store, nullptr);
     const QString artifacts = QString(FRAMEDECK_BINARY_DIR) + "/test-artifacts/preferences/";
     QDir().mkpath(artifacts);
-    // The window exists before each switch: it re-titles itself.
     for (const auto& [language, tag] : {std::pair{0, "en"}, {1, "zh-Hans"}, {2, "zh-Hant"}}) {
         app.setLange(language);
         EXPECT_EQ(preview.windowTitle(), L("Pre_Watermark_Title")) << tag;
         EXPECT_EQ(preview.okButton()->text(), L("Pre_Watermark_OK")) << tag;
         preview.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&preview));
-        for (QPushButton* button : {preview.okButton(), preview.cancelButton()}) {
+        for (QPushButton* button : {preview.okButton(), preview.cancelButton()})
             EXPECT_GE(button->width(), button->sizeHint().width()) << tag << ": cut off";
-        }
         EXPECT_TRUE(preview.grab().save(artifacts + "preview-" + tag + ".png"));
-        preview.reject();
-    }
-}
 
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
+        RVClipView* view = preview.clipView();
+        // A plain click on the picture (a window pick elsewhere) changes nothing.
+        const RectD start = view->model().contentRect;
+        QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(450, 60));
+        EXPECT_EQ(view->model().contentRect, start);
+        drag(view, at(view, start.midX(), start.midY()), at(view, start.midX() + 100, start.midY() + 100));
+        if (language == 1)
+            preview.close();
+        else
+            QTest::mouseClick(preview.cancelButton(), Qt::LeftButton);
+        EXPECT_EQ(preview.result(), QDialog::Rejected) << tag;
+        EXPECT_FALSE(storedAnything()) << tag;
+    }
 }

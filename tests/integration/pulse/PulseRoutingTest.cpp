@@ -104,19 +104,10 @@ TEST_F(PulseRoutingTest, LeftoversOfACrashAreReplacedAndQuitRemovesEverything) {
     EXPECT_EQ(moduleIndexes(), modulesBefore);
 }
 
-TEST_F(PulseRoutingTest, QuitGivesBackTheDefaultsOfStartUp) {
-    RVAudioRouting routing(server);
-    routing.init();
-    routing.switchRecordType(RecordAudioType::Both);
-    EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), "MR-InputDeviceMR-OutputDevice");
-    routing.destroyDevicesAtQuit();
-    EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), mic + sink);
-    EXPECT_EQ(moduleIndexes(), modulesBefore);
-}
-
 // 440 Hz in the microphone; 1 kHz of system audio played to the default
-// output, which the routing made the output aggregate.
-TEST_F(PulseRoutingTest, EachAudioKindHearsWhatItMust) {
+// output, which the routing made the output aggregate. The quit gives back
+// the defaults of start-up.
+TEST_F(PulseRoutingTest, EachAudioKindHearsWhatItMustAndQuitGivesBackTheDefaults) {
     RVAudioRouting routing(server);
     routing.init();
     routing.switchRecordType(RecordAudioType::System);
@@ -149,6 +140,10 @@ TEST_F(PulseRoutingTest, EachAudioKindHearsWhatItMust) {
     EXPECT_TRUE(recordUntil(
         sink + ".monitor", seconds, [&](auto& l) { return l.at1000 > present; }, last));
     EXPECT_FALSE(microphone.failed() || system.failed());
+    EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), "MR-InputDeviceMR-OutputDevice");
+    routing.destroyDevicesAtQuit();
+    EXPECT_EQ(server.defaultInputUID() + server.defaultOutputUID(), mic + sink);
+    EXPECT_EQ(moduleIndexes(), modulesBefore);
 }
 
 TEST_F(PulseRoutingTest, AVanishedMicrophoneLeavesAConsistentMode) {

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <numbers>
 #include <pulse/simple.h>
@@ -26,19 +25,29 @@ std::unique_ptr<pa_simple, SimpleDeleter> open(pa_stream_direction_t direction, 
             {}};
 }
 
-double amplitudeAt(const std::deque<int16_t>& samples, double hz) { // Goertzel
-    const double coeff = 2 * std::cos(2 * std::numbers::pi * hz / kRate);
-    double s1 = 0, s2 = 0;
-    for (int16_t x : samples) {
-        const double s0 = x / 32768.0 + coeff * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    return 2 * std::sqrt(std::max(s1 * s1 + s2 * s2 - coeff * s1 * s2, 0.0)) /
-           static_cast<double>(samples.size());
-}
-
 } // namespace
+
+double toneAmplitude(const std::vector<double>& samples, double hz) {
+    constexpr std::size_t kBlockSamples = kRate / 20;
+    const double coeff = 2 * std::cos(2 * std::numbers::pi * hz / kRate);
+    double power = 0;
+    std::size_t blocks = 0;
+    for (std::size_t start = 0; start + kBlockSamples <= samples.size(); start += kBlockSamples, ++blocks) {
+        double s1 = 0, s2 = 0;
+        for (std::size_t i = 0; i < kBlockSamples; ++i) {
+            const double w =
+                0.5 - 0.5 * std::cos(2 * std::numbers::pi * static_cast<double>(i) / kBlockSamples);
+            const double s0 = w * samples[start + i] + coeff * s1 - s2;
+            s2 = s1;
+            s1 = s0;
+        }
+        // The window's gain is one half.
+        const double amplitude =
+            4 * std::sqrt(std::max(s1 * s1 + s2 * s2 - coeff * s1 * s2, 0.0)) / kBlockSamples;
+        power += amplitude * amplitude;
+    }
+    return blocks ? std::sqrt(power / static_cast<double>(blocks)) : 0;
+}
 
 TonePlayer::TonePlayer(std::string sink, double hz) {
     thread_ = std::thread([this, sink = std::move(sink), hz] {
@@ -64,15 +73,16 @@ bool recordUntil(const std::string& source, double seconds,
                  const std::function<bool(const ToneLevels&)>& done, ToneLevels& last) {
     auto s = open(PA_STREAM_RECORD, source);
     std::vector<int16_t> block(kBlock);
-    std::deque<int16_t> window;
+    std::vector<double> window;
     for (long read = 0; s && read < seconds * kRate; read += kBlock) {
         if (pa_simple_read(s.get(), block.data(), block.size() * 2, nullptr) < 0)
             return false;
-        window.insert(window.end(), block.begin(), block.end());
+        for (int16_t v : block)
+            window.push_back(v / 32768.0);
         if (window.size() < kRate / 2)
             continue;
         window.erase(window.begin(), window.end() - kRate / 2);
-        last = {amplitudeAt(window, 440), amplitudeAt(window, 1000)};
+        last = {toneAmplitude(window, 440), toneAmplitude(window, 1000)};
         if (done(last))
             return true;
     }

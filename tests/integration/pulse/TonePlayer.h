@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 // Test tones through the simple PulseAudio API, 48 kHz mono 16-bit.
 
@@ -19,6 +20,14 @@ private:
     std::atomic<bool> failed_{false};
     std::thread thread_;
 };
+
+// The amplitude (full scale 1.0) of the `hz` component of 48 kHz mono
+// samples: Goertzel over 50 ms Hann-windowed blocks, power averaged. Sound
+// through loop-backs and combined sinks is resampled adaptively, so a tone
+// drifts by a hertz or so and one long filter would miss most of it; a
+// block's band is ±20 Hz wide, and the window keeps another tone 560 Hz away
+// out of it.
+double toneAmplitude(const std::vector<double>& samples, double hz);
 
 // Amplitudes of the last half second, full scale 1.0.
 struct ToneLevels {

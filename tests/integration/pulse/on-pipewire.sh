@@ -15,17 +15,10 @@ for tool in pipewire wireplumber pipewire-pulse dbus-daemon pactl; do
   command -v "$tool" >/dev/null || { echo "on-pipewire: $tool is not installed" >&2; exit 77; }
 done
 
+# shellcheck source=../../check-helpers.sh
+source "$(dirname "$0")/../../check-helpers.sh"
 dir=$(mktemp -d "${TMPDIR:-/tmp}/framedeck-pipewire.XXXXXX")
-pids=()
-stop() {
-  local i
-  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-    kill "${pids[i]}" 2>/dev/null || true
-    wait "${pids[i]}" 2>/dev/null || true
-  done
-  rm -rf "$dir"
-}
-trap stop EXIT
+trap 'stop_all; rm -rf "$dir"' EXIT
 
 mkdir -p "$dir/runtime" "$dir/home" "$dir/log"
 chmod 700 "$dir/runtime"
@@ -38,23 +31,17 @@ dbus-daemon --session --nofork --nopidfile --address="unix:path=$dir/runtime/bus
 pids+=($!)
 export DBUS_SESSION_BUS_ADDRESS=unix:path=$dir/runtime/bus
 # PipeWire looks for the bus once, at start.
-for ((step = 0; step < 100; step++)); do
-  [[ -S $dir/runtime/bus ]] && break
-  sleep 0.05
-done
-for server in pipewire wireplumber pipewire-pulse; do
-  "$server" >"$dir/log/$server.log" 2>&1 &
+wait_until test -S "$dir/runtime/bus" || true
+# Each server needs the one before it; pipewire-pulse is up once pactl answers.
+started() {
+  "$1" >"$dir/log/$1.log" 2>&1 &
   pids+=($!)
-  # Each needs the one before it; pipewire-pulse is up once pactl answers.
-  for ((step = 0; step < 100; step++)); do
-    case $server in
-    pipewire) [[ -S $dir/runtime/pipewire-0 ]] && break ;;
-    wireplumber) sleep 0.5 && break ;;
-    pipewire-pulse) pactl info >/dev/null 2>&1 && break ;;
-    esac
-    sleep 0.1
-  done
-done
+  shift
+  wait_until "$@" || true
+}
+started pipewire test -S "$dir/runtime/pipewire-0"
+started wireplumber sleep 0.5
+started pipewire-pulse eval 'pactl info >/dev/null 2>&1'
 pactl info >/dev/null || { tail "$dir"/log/*.log >&2; exit 1; }
 
 pactl load-module module-null-sink sink_name=speakers \

@@ -1,5 +1,6 @@
 #include "MediaProbe.h"
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -119,6 +120,69 @@ double audioLevel(const std::string& file, double from, double to) {
         sum += static_cast<double>(v) * v;
     }
     return std::sqrt(sum / static_cast<double>(count));
+}
+
+namespace {
+
+double toDouble(const std::string& v) {
+    return v.empty() || v == "N/A" ? -1 : std::stod(v);
+}
+
+// The first stream of `type`'s packets in decoding order, with their
+// durations.
+std::vector<PacketInfo> packetsOf(const std::string& path, const char* type) {
+    const std::string out =
+        run(std::string("ffprobe -v error -select_streams ") + type +
+            ":0 -show_entries packet=pts_time,dts_time,duration_time,flags -of csv=p=0 '" + path +
+            "' 2>/dev/null");
+    std::vector<PacketInfo> packets;
+    std::istringstream in(out);
+    std::string line;
+    while (std::getline(in, line)) {
+        // pts_time,dts_time,duration_time,flags; AVI knows only decode times.
+        const auto c1 = line.find(',');
+        const auto c2 = line.find(',', c1 + 1);
+        const auto c3 = line.find(',', c2 + 1);
+        if (c1 == std::string::npos || c2 == std::string::npos || c3 == std::string::npos)
+            continue;
+        PacketInfo p;
+        p.time = toDouble(line.substr(0, c1));
+        if (p.time < 0)
+            p.time = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
+        p.duration = std::max(toDouble(line.substr(c2 + 1, c3 - c2 - 1)), 0.0);
+        p.keyframe = line.find('K', c3) != std::string::npos;
+        packets.push_back(p);
+    }
+    return packets;
+}
+
+} // namespace
+
+double lastPacketEnd(const std::string& path, const char* type) {
+    double end = -1;
+    for (const PacketInfo& p : packetsOf(path, type))
+        if (p.time >= 0)
+            end = std::max(end, p.time + p.duration);
+    return end;
+}
+
+std::vector<PacketInfo> videoPackets(const std::string& path) {
+    return packetsOf(path, "v");
+}
+
+int decodeAll(const std::string& path, std::string* errors) {
+    int status = 0;
+    const std::string out = run("ffmpeg -nostdin -v error -i '" + path + "' -map 0 -f null - 2>&1", &status);
+    if (errors)
+        *errors = out;
+    return status;
+}
+
+int decodedVideoFrames(const std::string& path) {
+    const std::string out = run("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
+                                "stream=nb_read_frames -of csv=p=0 '" +
+                                path + "' 2>/dev/null");
+    return out.empty() ? 0 : std::atoi(out.c_str());
 }
 
 std::string readFile(const std::string& path) {

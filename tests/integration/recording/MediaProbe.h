@@ -48,6 +48,23 @@ std::vector<std::vector<uint8_t>> frames(const std::string& file, const std::str
 // Root mean square of the mono 16-bit audio between the two times (0..32767).
 double audioLevel(const std::string& file, double from, double to);
 
+// End of the last packet of the first stream of `type` ("v" or "a"), in
+// seconds; -1 when there is none.
+double lastPacketEnd(const std::string& path, const char* type);
+// The first video stream's packets in decoding order: presentation time in
+// seconds (decoding time where there is none) and the keyframe flag.
+struct PacketInfo {
+    double time = 0;
+    double duration = 0;
+    bool keyframe = false;
+};
+std::vector<PacketInfo> videoPackets(const std::string& path);
+// Decodes every stream to the end; returns ffmpeg's exit status and its
+// error output in `errors`.
+int decodeAll(const std::string& path, std::string* errors = nullptr);
+// Number of video frames decoded from the file.
+int decodedVideoFrames(const std::string& path);
+
 std::string readFile(const std::string& path);
 // The variable's value; `fallback` when it is unset or empty.
 std::string env(const char* name, const char* fallback = "");

@@ -95,7 +95,7 @@ TEST_F(Screenshots, TheCommandPrintsThePathAndListsThePicture) {
                   const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
         QProcess p;
         p.setProcessEnvironment(env);
-        p.start(SCREENSHOT_CLI_PATH, QStringList{"screenshot"} + args);
+        p.start(FRAMEDECK_PATH, QStringList{"screenshot"} + args);
         EXPECT_TRUE(p.waitForFinished(-1));
         return std::tuple(p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
                           QString::fromUtf8(p.readAllStandardError()));
@@ -141,9 +141,7 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     ASSERT_EQ(manager.clipWindowControllerArray().size(), 1u);
     EXPECT_EQ(manager.clipWindowControllerArray()[0].get(), controller);
 
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "500", "450"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotoolDrag({300, 300}, {700, 600});
     RVClipView* view = controller->clipView();
     EXPECT_EQ(view->model().contentRect, (RectD{300, 1080 - 600, 400, 300}));
     ASSERT_TRUE(view->toolbarView()->isVisible());
@@ -151,8 +149,7 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     settle();
     saveArtifact(ScreenshotStore::getmainDesktopImage(), "region-screenshot-toolbar.png");
 
-    const QPoint ok = view->okBtn()->mapToGlobal(view->okBtn()->rect().center());
-    xdotool({"mousemove", QString::number(ok.x()), QString::number(ok.y()), "click", "1"});
+    xdotoolClick(view->okBtn()->mapToGlobal(view->okBtn()->rect().center()));
     ASSERT_TRUE(waitFor([&] { return !saved.isEmpty(); }));
     const QImage png(saved, "PNG");
     EXPECT_EQ(png.size(), QSize(400, 300));
@@ -162,9 +159,22 @@ TEST_F(Screenshots, ADraggedRegionIsTakenWithTheCaptureButton) {
     EXPECT_TRUE(manager.clipWindowControllerArray().empty());
 }
 
-TEST_F(Screenshots, AClickedWindowIsTakenWithReturn) {
+// Escape leaves no file and no record; the next capture may start, and a
+// window clicked in it is taken with Return.
+TEST_F(Screenshots, EscapeLeavesNothingAndAClickedWindowIsTakenWithReturn) {
     XWindows target({"100,120,402,301,FdTarget,Target,cc3333"});
     ASSERT_TRUE(shownOnScreen({100, 120, 402, 301}, 0xFFCC3333));
+    ASSERT_TRUE(open());
+    xdotoolDrag({300, 300}, {700, 600});
+    xdotool({"key", "Escape"});
+    ASSERT_TRUE(waitFor([&] { return cancelled; }));
+    settle();
+    EXPECT_TRUE(saved.isEmpty());
+    EXPECT_FALSE(manager.isWorking);
+    EXPECT_TRUE(manager.clipWindowControllerArray().empty());
+    EXPECT_TRUE(QDir(AppIdentity::moviesFolder()).entryList({"*.png"}, QDir::Files).isEmpty());
+    EXPECT_TRUE(FileListStore::readList(AppDelegate::plistPath()).isEmpty());
+
     RVClipWindowController* controller = open();
     ASSERT_TRUE(controller);
     xdotool({"mousemove", "300", "250"});
@@ -178,23 +188,6 @@ TEST_F(Screenshots, AClickedWindowIsTakenWithReturn) {
     const QImage png(saved, "PNG");
     EXPECT_EQ(png.size(), QSize(402, 301));
     EXPECT_TRUE(allPixels(png, 0xFFCC3333));
-}
-
-TEST_F(Screenshots, EscapeLeavesNoFileAndNoRecord) {
-    ASSERT_TRUE(open());
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
-    xdotool({"key", "Escape"});
-    ASSERT_TRUE(waitFor([&] { return cancelled; }));
-    settle();
-    EXPECT_TRUE(saved.isEmpty());
-    EXPECT_FALSE(manager.isWorking);
-    EXPECT_TRUE(manager.clipWindowControllerArray().empty());
-    EXPECT_TRUE(QDir(AppIdentity::moviesFolder()).entryList({"*.png"}, QDir::Files).isEmpty());
-    EXPECT_TRUE(FileListStore::readList(AppDelegate::plistPath()).isEmpty());
-    // The next capture may start.
-    manager.startCapture();
-    EXPECT_EQ(manager.clipWindowControllerArray().size(), 1u);
 }
 
 TEST(ShutterSoundPlayback, PlaysOnTheSoundServerAndGivesUpWithoutOne) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "QtAppEnvironment.h"
 #include "TempHome.h"
 #include "app/LanguageManager.h"
 #include "app/SettingsStore.h"
@@ -8,6 +9,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
+#include <QPointF>
 #include <QProcess>
 #include <QStringList>
 #include <QThread>
@@ -34,10 +36,7 @@ inline bool waitFor(const std::function<bool()>& done, int guardMilliseconds = 6
 inline void settle(int milliseconds = 300) {
     QElapsedTimer t;
     t.start();
-    while (t.elapsed() < milliseconds) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(10);
-    }
+    waitFor([&] { return t.elapsed() >= milliseconds; });
 }
 
 // Synthetic input through XTEST.
@@ -47,6 +46,23 @@ inline void xdotool(const QStringList& args) {
     ASSERT_TRUE(p.waitForFinished(-1));
     ASSERT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
     settle(150);
+}
+
+// A left click at `at`, in root coordinates.
+inline void xdotoolClick(QPoint at) {
+    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+}
+
+// A left-button drag from `from` through the middle to `to`, as a hand does it.
+inline void xdotoolDrag(QPointF from, QPointF to) {
+    const auto move = [](QPointF p) {
+        return QStringList{"mousemove", QString::number(int(p.x())), QString::number(int(p.y()))};
+    };
+    xdotool(move(from) << "mousedown"
+                       << "1");
+    xdotool(move((from + to) / 2));
+    xdotool(move(to) << "mouseup"
+                     << "1");
 }
 
 // Windows of another process (test_xwindows), kept until destruction.
@@ -128,24 +144,3 @@ inline void saveArtifact(const QImage& image, const QString& name) {
     QDir().mkpath(dir);
     image.save(dir + "/" + name);
 }
-
-// One Qt application for the whole test program, made before the first test
-// and destroyed after the last, while Qt's own globals still exist (a
-// function-local static would outlive them).
-template <class App> class QtAppEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override {
-        static int argc = 1;
-        static char name[] = "selection_test";
-        static char* argv[] = {name, nullptr};
-        app_ = new App(argc, argv);
-    }
-    void TearDown() override {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        delete app_;
-        app_ = nullptr;
-    }
-
-private:
-    App* app_ = nullptr;
-};

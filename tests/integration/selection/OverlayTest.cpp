@@ -56,10 +56,6 @@ protected:
                                                              : session.recordWindowControllerArray()[0].get();
     }
 
-    void clickAt(QPoint p) {
-        xdotool({"mousemove", QString::number(p.x()), QString::number(p.y()), "click", "1"});
-    }
-
     EnglishInterface english_;
 
 public:
@@ -75,12 +71,20 @@ public:
 
 } // namespace
 
-TEST_F(Overlay, DraggingAnAreaRecordsExactlyThatAreaWithoutTheOverlay) {
+// Escape cancels; the next overlay records exactly the area dragged in it,
+// without itself.
+TEST_F(Overlay, EscapeCancelsAndADraggedAreaIsRecordedWithoutTheOverlay) {
     XWindows below({"150,150,1000,700,FdBelow,Below,3366cc"});
     open(kArea);
-    xdotool({"mousemove", "300", "300", "mousedown", "1"});
-    xdotool({"mousemove", "500", "450"});
-    xdotool({"mousemove", "700", "600", "mouseup", "1"});
+    xdotool({"mousemove", "960", "540"});
+    xdotool({"key", "Escape"});
+    ASSERT_TRUE(waitFor([&] { return cancelled; }));
+    EXPECT_FALSE(started);
+    settle();
+    EXPECT_TRUE(session.recordWindowControllerArray().empty());
+
+    open(kArea);
+    xdotoolDrag({300, 300}, {700, 600});
     RVClipView* view = controller()->recordScreenView();
     EXPECT_EQ(view->model().contentRect, (RectD{300, 1080 - 600, 400, 300}));
     ASSERT_TRUE(view->toolbarView()->isVisible());
@@ -88,8 +92,7 @@ TEST_F(Overlay, DraggingAnAreaRecordsExactlyThatAreaWithoutTheOverlay) {
     settle();
     saveArtifact(Screenshot::imageFullScreen(), "area-selection.png");
 
-    const QPoint start = view->okBtn()->mapToGlobal(view->okBtn()->rect().center());
-    clickAt(start);
+    xdotoolClick(view->okBtn()->mapToGlobal(view->okBtn()->rect().center()));
     ASSERT_TRUE(waitFor([&] { return started.has_value(); }));
     ASSERT_TRUE(selected);
     EXPECT_EQ(started->captureRect, (RectD{300, 480, 400, 300}));
@@ -141,16 +144,6 @@ TEST_F(Overlay, WindowKindHighlightsTheWindowUnderThePointerAndIgnoresDrags) {
     EXPECT_EQ(started->selectedWindowName, "Target");
 }
 
-TEST_F(Overlay, EscapeCancels) {
-    open(kArea);
-    xdotool({"mousemove", "960", "540"});
-    xdotool({"key", "Escape"});
-    ASSERT_TRUE(waitFor([&] { return cancelled; }));
-    EXPECT_FALSE(started);
-    settle();
-    EXPECT_TRUE(session.recordWindowControllerArray().empty());
-}
-
 TEST_F(Overlay, FullScreenChoosesItselfAndCountsDown) {
     store.setInteger("RECORDTIME_DURATION", 3);
     open(kFullScreen, /*countdown=*/true);
@@ -184,9 +177,7 @@ TEST_F(Overlay, EachMonitorGetsAnOverlayAndTheAreaIsRelativeToItsScreen) {
     ASSERT_TRUE(waitFor([&] { return right->window()->windowHandle()->isExposed(); }));
     settle();
 
-    xdotool({"mousemove", "1400", "100", "mousedown", "1"});
-    xdotool({"mousemove", "1500", "200"});
-    xdotool({"mousemove", "1600", "300", "mouseup", "1"});
+    xdotoolDrag({1400, 100}, {1600, 300});
     EXPECT_EQ(right->recordScreenView()->model().contentRect, (RectD{120, 180, 200, 200}));
     right->recordScreenView()->startNoteButtonClick();
     ASSERT_TRUE(waitFor([&] { return started.has_value(); }));

@@ -1,6 +1,5 @@
 // Each timed-recording dialog in each language on the test desktop: re-titled, no text cut off,
 // centred on the primary screen, and pictured for a person to look at (build*/test-artifacts/timing/).
-#include "DesktopMain.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "engine/EncodeManager.h"
@@ -53,8 +52,4 @@ TEST(TimedDialogsOnDesktop, EveryDialogInEveryLanguage) {
             dialog->reject();
         }
     }
-}
-
-int main(int argc, char** argv) {
-    return runOnTestDesktop(argc, argv);
 }

@@ -2,6 +2,7 @@
 // for that window: the same size (evened, as every recording is) and the same
 // place, whether a window manager draws the frame in a window of its own
 // around the client or only announces it with _NET_FRAME_EXTENTS.
+#include "integration/recording/MediaProbe.h"
 #include "integration/selection/DesktopHelpers.h"
 #include "platform/x11capture/X11Capture.h"
 #include "selection/X11WindowServer.h"
@@ -84,16 +85,11 @@ protected:
 
         const QString file = dir_.filePath("window.mp4");
         QProcess record;
-        record.start(RECORD_TOOL_PATH,
-                     {"record", "--mode", "window", "--window", QString::number(window), "--audio", "none",
-                      "--seconds", "1", "--fps", "10", "--output", file});
+        record.start(FRAMEDECK_PATH, {"record", "--mode", "window", "--window", QString::number(window),
+                                      "--audio", "none", "--seconds", "1", "--fps", "10", "--output", file});
         EXPECT_TRUE(record.waitForFinished(-1) && record.exitCode() == 0)
             << record.readAllStandardError().toStdString();
-        QProcess probe;
-        probe.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-show_entries",
-                                "stream=width,height", "-of", "csv=p=0:s=x", file});
-        probe.waitForFinished(-1);
-        EXPECT_EQ(probe.readAllStandardOutput().trimmed().toStdString(),
+        EXPECT_EQ(probe::probe(file.toStdString()).videoSize(),
                   std::to_string(evened.width()) + "x" + std::to_string(evened.height()));
 
         // The source finds the frame again on its own for every picture.

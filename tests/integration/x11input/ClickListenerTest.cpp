@@ -4,10 +4,7 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <memory>
-#include <vector>
-#include <xcb/xcb.h>
-#include <xcb/xtest.h>
+#include <string>
 
 namespace {
 
@@ -22,27 +19,10 @@ struct Click {
 
 using ClickLog = EventLog<Click>;
 
-// Injects pointer moves and clicks through XTEST, as xdotool does.
-struct FakeInput {
-    FakeInput() : conn(xcb_connect(nullptr, nullptr)) {
-        root = xcb_setup_roots_iterator(xcb_get_setup(conn)).data->root;
-    }
-    ~FakeInput() { xcb_disconnect(conn); }
-    void moveTo(int x, int y) {
-        xcb_test_fake_input(conn, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root, static_cast<int16_t>(x),
-                            static_cast<int16_t>(y), 0);
-        sync();
-    }
-    void click(uint8_t button) {
-        xcb_test_fake_input(conn, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        xcb_test_fake_input(conn, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        sync();
-    }
-    void sync() { std::free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr)); }
-
-    xcb_connection_t* conn;
-    xcb_window_t root;
-};
+// Pointer moves and clicks through XTEST, played with xdotool.
+void xdotool(const std::string& args) {
+    ASSERT_EQ(std::system(("xdotool " + args).c_str()), 0) << args;
+}
 
 class ClickListenerOnDesktop : public ::testing::Test {
 protected:
@@ -57,18 +37,17 @@ TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNot
     ClickListener listener([&](int button, std::optional<RootPointer> at) { log.add({button, at}); });
     ASSERT_TRUE(listener.start());
 
-    FakeInput input;
-    input.moveTo(321, 234);
-    input.click(4); // a wheel notch
-    input.click(1);
+    xdotool("mousemove 321 234");
+    xdotool("click 4"); // a wheel notch
+    xdotool("click 1");
     const Click first = log.waitFor(1);
     EXPECT_EQ(first.button, 1);
     ASSERT_TRUE(first.at);
     EXPECT_EQ(first.at->x, 321);
     EXPECT_EQ(first.at->y, 234);
 
-    input.moveTo(1500, 900);
-    input.click(3);
+    xdotool("mousemove 1500 900");
+    xdotool("click 3");
     const Click second = log.waitFor(2);
     EXPECT_EQ(second.button, 3);
     ASSERT_TRUE(second.at);
@@ -84,7 +63,7 @@ TEST_F(ClickListenerOnDesktop, ReportsInjectedClicksWithThePointerPositionButNot
 
     listener.stop();
     EXPECT_FALSE(listener.isRunning());
-    input.click(1);
+    xdotool("click 1");
     std::lock_guard lock(log.mutex);
     EXPECT_EQ(log.events.size(), 2u) << "no reports after stop";
 }

@@ -1,8 +1,8 @@
 // DrawTouchPointView driven with the mouse and the keyboard on Qt's offscreen
 // platform; what it drew is read back from its snapshot.
+#include "QtAppEnvironment.h"
 #include "annotation/CanvasTextField.h"
 #include "annotation/DrawTouchPointView.h"
-#include "unit/OffscreenApp.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -12,7 +12,7 @@
 
 namespace {
 
-const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication, true>);
 
 class Canvas : public ::testing::Test {
 protected:

@@ -1,7 +1,6 @@
 // The shapes of the stroke kinds, in view coordinates (y up), without a display.
 #include "annotation/ToolStrokes.h"
 
-#include <QLineF>
 #include <cmath>
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // The drawing toolbar's rules on Qt's offscreen platform: its buttons, the
 // one active tool, what reaches every canvas, and what is stored.
+#include "QtAppEnvironment.h"
 #include "TempHome.h"
 #include "annotation/DrawSettingsWindowController.h"
 #include "annotation/DrawTouchPointView.h"
 #include "app/LanguageManager.h"
 #include "app/SettingsStore.h"
-#include "unit/OffscreenApp.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -16,7 +16,7 @@
 
 namespace {
 
-const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication, true>);
 
 using C = DrawSettingsWindowController;
 

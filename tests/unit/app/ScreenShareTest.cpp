@@ -2,19 +2,20 @@
 // Wayland portal): the recording starts only on the desktop's yes, a second
 // area while it decides does nothing, a start/stop press gives up the wait,
 // and a no starts nothing and says why.
+#include "QtAppEnvironment.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "core/KeyValueStore.h"
 #include "engine/EncodeManager.h"
 #include "engine/controller/RVRecordManager.h"
-#include "unit/OffscreenApp.h"
 #include "unit/controller/FakeCapture.h"
 
+#include <QApplication>
 #include <gtest/gtest.h>
 
 namespace {
 
-const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication, true>);
 
 struct ScreenShare : ::testing::Test {
     ScreenShare() {

@@ -4,7 +4,7 @@
 
 using Band = RowBands::Band;
 
-TEST(RowBands, MergesWhatTouchesAndClipsToTheFrame) {
+TEST(RowBands, MergesWhatTouchesClipsToTheFrameAndJoinsTheSmallestGapsToALimit) {
     RowBands rows;
     rows.add(10, 20, 100);
     rows.add(40, 50, 100);
@@ -23,15 +23,14 @@ TEST(RowBands, MergesWhatTouchesAndClipsToTheFrame) {
     EXPECT_EQ(rows.bands().size(), 3u);
     rows.addAll(100);
     EXPECT_EQ(rows.bands(), (std::vector<Band>{{0, 100}}));
-}
 
-TEST(RowBands, LimitJoinsTheBandsWithTheSmallestGaps) {
-    RowBands rows;
+    // A limit joins the bands with the smallest gaps.
+    RowBands limited;
     for (int first : {0, 10, 13, 50, 90})
-        rows.add(first, first + 2, 100);
-    rows.limitTo(3);
+        limited.add(first, first + 2, 100);
+    limited.limitTo(3);
     // Gaps were 8, 1, 35, 38: the two smallest go.
-    EXPECT_EQ(rows.bands(), (std::vector<Band>{{0, 15}, {50, 52}, {90, 92}}));
-    rows.limitTo(1);
-    EXPECT_EQ(rows.bands(), (std::vector<Band>{{0, 92}}));
+    EXPECT_EQ(limited.bands(), (std::vector<Band>{{0, 15}, {50, 52}, {90, 92}}));
+    limited.limitTo(1);
+    EXPECT_EQ(limited.bands(), (std::vector<Band>{{0, 92}}));
 }

@@ -54,19 +54,25 @@ TEST_F(AudioRoutingTest, InitBuildsTheLoopbackAndBothAggregates) {
     ASSERT_TRUE(routing.aggregateInputDevcie && routing.aggregateOutputDevice);
 }
 
-TEST_F(AudioRoutingTest, StaleAggregatesAreDestroyedFirst) {
+// What a crash left behind: the aggregates, one of them the default input.
+TEST_F(AudioRoutingTest, StaleAggregatesAreDestroyedFirstAndNeverRestoredAsDefaults) {
     server.add("MR-InputDevice", "MR-InputDevice", true);
     server.add("MR-OutputDevice", "MR-OutputDevice", false);
+    server.defaultInput = "MR-InputDevice";
     // A suffixed loop-back device is the loop-back device.
     server.add("BlackHole 2ch (2)", "bh", false);
     server.add("BlackHole 2ch (2)", "bh.in", true);
     RVAudioRouting routing(server, hooks);
     routing.init();
     EXPECT_EQ(server.destroyed, (Strings{"MR-InputDevice", "MR-OutputDevice"}));
+    EXPECT_EQ(routing.builtInputDevice->UID, "mic");
     EXPECT_EQ(server.created[0].subdevices[1], "bh.in");
     EXPECT_EQ(routing.prepareDevice(), 0);
     EXPECT_EQ(server.count("MR-InputDevice"), 1);
     EXPECT_EQ(server.count("MR-OutputDevice"), 1);
+    routing.switchRecordType(RecordAudioType::System);
+    routing.destroyDevicesAtQuit();
+    EXPECT_EQ(server.defaultInput, "bh.in"); // untouched; a real server falls back
 }
 
 TEST_F(AudioRoutingTest, ResultCodes) {
@@ -165,15 +171,4 @@ TEST_F(AudioRoutingTest, DeviceChangesKeepAConsistentMode) {
     EXPECT_EQ(changes.size(), 2u);
     EXPECT_EQ(routing.builtInputDevice->UID, "desk");
     EXPECT_EQ(server.created[server.created.size() - 2].subdevices[0], "desk");
-}
-
-TEST_F(AudioRoutingTest, AnAggregateLeftAsDefaultByACrashIsNotRestored) {
-    server.add("MR-InputDevice", "MR-InputDevice", true);
-    server.defaultInput = "MR-InputDevice";
-    RVAudioRouting routing(server, hooks);
-    routing.init();
-    EXPECT_EQ(routing.builtInputDevice->UID, "mic");
-    routing.switchRecordType(RecordAudioType::System);
-    routing.destroyDevicesAtQuit();
-    EXPECT_EQ(server.defaultInput, "BlackHole2ch_UID.input"); // untouched; a real server falls back
 }

@@ -35,7 +35,7 @@ TEST(WeekBasedYear, FollowsTheWeekThatOwnsTheDay) {
     EXPECT_EQ(weekBasedYear(2028, 2, 29, kIso), 2028);
 }
 
-TEST(UnicodeDatePattern, FormatsTheTimeWatermarkPatterns) {
+TEST(UnicodeDatePattern, FormatsTheTimeWatermarkPatternsWithTheLocalesWeekRules) {
     const std::tm t = localTime(2024, 12, 31, 9, 5, 7);
     EXPECT_EQ(formatUnicodeDate("YYYY/MM/dd HH/mm/ss", t, kSundayOneDay), "2025/12/31 09/05/07");
     EXPECT_EQ(formatUnicodeDate("YYYY年MM月dd日 HH时mm分ss秒", t, kSundayOneDay),
@@ -44,9 +44,8 @@ TEST(UnicodeDatePattern, FormatsTheTimeWatermarkPatterns) {
     // The calendar year, short fields, 12-hour clock and quoted text.
     EXPECT_EQ(formatUnicodeDate("yyyy yy M/d h 'at' HH''", localTime(2024, 3, 4, 0, 0, 0), kIso),
               "2024 24 3/4 12 at 00'");
-}
 
-TEST(UnicodeDatePattern, WeekRulesComeFromTheLocale) {
+    // The week rules come from the locale.
     const WeekRules us = weekRulesForLocale(QLocale(QLocale::English, QLocale::UnitedStates));
     EXPECT_EQ(us.firstDayOfWeek, 7);
     EXPECT_EQ(us.minimalDaysInFirstWeek, 1);

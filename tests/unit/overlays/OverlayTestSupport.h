@@ -1,29 +1,11 @@
 #pragma once
 
+#include "QtAppEnvironment.h"
 #include "core/SampleBuffers.h"
 
 #include <QGuiApplication>
 #include <QImage>
 #include <gtest/gtest.h>
-#include <memory>
-
-// Text rendering needs a GUI application; the offscreen platform serves.
-class GuiEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override {
-        if (QGuiApplication::instance())
-            return;
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        app_ = std::make_unique<QGuiApplication>(argc_, argv_);
-    }
-    void TearDown() override { app_.reset(); }
-
-private:
-    int argc_ = 1;
-    char name_[16] = "unit_overlays";
-    char* argv_[2] = {name_, nullptr};
-    std::unique_ptr<QGuiApplication> app_;
-};
 
 // A frame filled with one colour, in a QImage whose memory is the frame's.
 struct TestFrame {

@@ -7,13 +7,12 @@
 #include "app/SettingsSchema.h"
 #include "overlays/WatermarkRenderer.h"
 
-#include <QPainter>
 
 namespace S = SettingsKeys;
 
 namespace {
 
-const auto* const kGui = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
+const auto* const kGui = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QGuiApplication, true>);
 
 constexpr QRgb kBlack = 0xff000000;
 

@@ -2,7 +2,6 @@
 
 #include "platform/portal/PortalRules.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <spa/buffer/buffer.h>
 #include <spa/buffer/meta.h>

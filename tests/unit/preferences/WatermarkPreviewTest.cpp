@@ -7,13 +7,12 @@ namespace {
 const QSizeF kView(594, 334);
 }
 
-TEST(WatermarkPreview, TheBoxStartsInTheCornerAtThePicturesCappedSize) {
+TEST(WatermarkPreview, TheBoxStartsInTheCornerAndOkStoresItAgainstTheCappedPicture) {
     EXPECT_EQ(initialPreviewBox({300, 60}), (RectD{0, 0, 300, 60}));
     EXPECT_EQ(initialPreviewBox({1120, 200}), (RectD{0, 0, 560, 100}));
     EXPECT_EQ(initialPreviewBox({}), (RectD{})); // an invalid size is -1 x -1
-}
 
-TEST(WatermarkPreview, OkStoresTheCentreAsFractionsAndTheWidthAgainstTheCappedPicture) {
+    // OK stores the centre as fractions and the width against the capped picture.
     const WatermarkPlacement centred = placementFromPreviewBox({147, 137, 300, 60}, kView, {300, 60});
     EXPECT_FLOAT_EQ(centred.centerX, (147 + 150) / 594.0f);
     EXPECT_FLOAT_EQ(centred.centerY, (137 + 30) / 334.0f);

@@ -3,6 +3,7 @@
 #include "selection/ClipGeometry.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 #include <vector>
 
 using Event = ClipModel::Event;
@@ -102,88 +103,73 @@ TEST_F(ClipModelTest, AClickOnAWindowKeepsItsRectangle) {
     EXPECT_EQ(m.contentRect, (RectD{40, 40, 400, 300}));
 }
 
-TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResizeAndADoubleClickIsOnlyReported) {
+// Presses on a chosen 300x200 selection at (100, 100) and drags from there:
+// inside it moves, on a handle it resizes from that side, held inside the
+// screen, never below the minimum, and with a water image at its aspect.
+TEST_F(ClipModelTest, PressesAfterChoosingMoveOrResizeFromTheHandlePressed) {
+    struct Row {
+        const char* what;
+        std::optional<SizeD> waterImage;
+        PointD press;
+        std::vector<PointD> drags;
+        int dragMode, dragState;
+        RectD rect;
+    };
+    const Row rows[] = {
+        {"inside: moves, not clamped", {}, {250, 200}, {{2000, 200}}, 2, 0, {1850, 100, 300, 200}},
+        {"right middle", {}, {400, 200}, {{450, 500}}, 1, 6, {100, 100, 350, 200}},
+        {"outside everything", {}, {900, 700}, {}, 0, 0, {100, 100, 300, 200}},
+        // The pointer is held at (12, 12): it moved 88 points each way, and
+        // so did the frame's corner.
+        {"bottom left, held at the screen's edge", {}, {100, 100}, {{-500, -500}}, 1, 5, {12, 12, 388, 288}},
+        {"top middle, held at y = 788", {}, {250, 300}, {{260, 5000}}, 1, 1, {100, 100, 300, 688}},
+        {"top right, not below the minimum", {}, {400, 300}, {{150, 150}}, 1, 7, {100, 100, 300, 200}},
+        {"right middle, 20 the minimum with a water image",
+         SizeD{100, 100},
+         {400, 200},
+         {{130, 200}},
+         1,
+         6,
+         {100, 185, 30, 30}},
+        {"right middle: the height follows the width, centred",
+         SizeD{200, 100},
+         {400, 200},
+         {{500, 200}, {300, 200}},
+         1,
+         6,
+         {100, 150, 200, 100}},
+        {"bottom middle: the width follows, centred",
+         SizeD{200, 100},
+         {250, 100},
+         {{250, 50}},
+         1,
+         2,
+         {0, 50, 500, 250}},
+        {"top left: centred vertically",
+         SizeD{200, 100},
+         {100, 300},
+         {{50, 300}},
+         1,
+         7,
+         {50, 112.5, 350, 175}},
+    };
+    for (const Row& row : rows) {
+        ClipModel m = chosen();
+        m.setWaterImageSize(row.waterImage);
+        m.mouseDown(row.press, 1, 1.0);
+        EXPECT_EQ(m.dragMode, row.dragMode) << row.what;
+        EXPECT_EQ(m.dragState, row.dragState) << row.what;
+        for (PointD p : row.drags)
+            m.mouseDragged(p);
+        EXPECT_EQ(m.contentRect, row.rect) << row.what;
+    }
+}
+
+TEST_F(ClipModelTest, ADoubleClickIsOnlyReported) {
     ClipModel m = chosen();
-    m.mouseDown({250, 200}, 1, 1.0); // inside, away from the handles
-    EXPECT_EQ(m.dragMode, 2);
-    m.mouseDragged({2000, 200}); // moves are not clamped
-    EXPECT_EQ(m.contentRect, (RectD{1850, 100, 300, 200}));
-
-    m = chosen();
-    m.mouseDown({400, 200}, 1, 1.0); // the right middle handle's frame edge
-    EXPECT_EQ(m.dragMode, 1);
-    EXPECT_EQ(m.dragState, 6);
-    m.mouseDragged({450, 500});
-    EXPECT_EQ(m.contentRect, (RectD{100, 100, 350, 200}));
-
-    m = chosen();
-    m.mouseDown({900, 700}, 1, 1.0); // outside everything
-    EXPECT_EQ(m.dragMode, 0);
-
-    // A double click is only reported.
-    events.clear();
-    m = chosen();
     m.mouseDown({250, 200}, 2, 1.0);
     EXPECT_EQ(events, (std::vector<Event>{Event::MouseDoubleClick}));
     EXPECT_EQ(m.dragMode, 0);
-}
-
-TEST_F(ClipModelTest, ResizeFromEachSideAndTheScreenEdgeClamp) {
-    ClipModel m = chosen();
-    m.mouseDown({100, 100}, 1, 1.0); // bottom-left corner
-    EXPECT_EQ(m.dragState, 5);
-    // The pointer is held at (12, 12): it moved 88 points each way, and so
-    // did the frame's corner.
-    m.mouseDragged({-500, -500});
-    EXPECT_EQ(m.contentFrame, (RectD{6, 6, 400, 300}));
-
-    m = chosen();
-    m.mouseDown({250, 300}, 1, 1.0); // top middle
-    EXPECT_EQ(m.dragState, 1);
-    m.mouseDragged({260, 5000}); // held at y = 788: a 488-point move
-    EXPECT_EQ(m.contentFrame.maxY(), 306 + 488);
-    EXPECT_EQ(m.contentFrame.width, 312);
-}
-
-TEST_F(ClipModelTest, ResizeStopsAtTheMinimum) {
-    ClipModel m = chosen();
-    m.mouseDown({400, 300}, 1, 1.0); // top right
-    EXPECT_EQ(m.dragState, 7);
-    m.mouseDragged({150, 150}); // would leave 50 x 50
-    EXPECT_EQ(m.contentRect, (RectD{100, 100, 300, 200}));
-
-    ClipModel w = chosen();
-    w.setWaterImageSize(SizeD{100, 100});
-    w.mouseDown({400, 200}, 1, 1.0); // right middle
-    w.mouseDragged({130, 200});
-    EXPECT_EQ(w.contentRect.width, 30); // 20 is the minimum with a water image
-}
-
-TEST_F(ClipModelTest, WaterImageKeepsItsAspect) {
-    ClipModel m = chosen();
-    m.setWaterImageSize(SizeD{200, 100});
-    m.mouseDown({400, 200}, 1, 1.0); // right middle: the height follows the width, centred
-    m.mouseDragged({500, 200});
-    EXPECT_EQ(m.contentRect.width, 400);
-    EXPECT_EQ(m.contentRect.height, 200);
-    m.mouseDragged({300, 200});
-    EXPECT_EQ(m.contentRect, (RectD{100, 150, 200, 100}));
-
-    m = chosen();
-    m.setWaterImageSize(SizeD{200, 100});
-    m.mouseDown({250, 100}, 1, 1.0); // bottom middle: the width follows, centred
-    m.mouseDragged({250, 50});
-    EXPECT_EQ(m.contentRect.height, 250);
-    EXPECT_EQ(m.contentRect.width, 500);
-    EXPECT_EQ(m.contentRect.midX(), 250);
-
-    m = chosen();
-    m.setWaterImageSize(SizeD{200, 100});
-    m.mouseDown({100, 300}, 1, 1.0); // top left (7): centred vertically
-    m.mouseDragged({50, 300});
-    EXPECT_EQ(m.contentRect.width, 350);
-    EXPECT_EQ(m.contentRect.height, 175);
-    EXPECT_EQ(m.contentRect.midY(), 200);
 }
 
 TEST_F(ClipModelTest, WaterImageStopsAtTheMinimumWithoutStretching) {

@@ -25,16 +25,21 @@ protected:
     FakeWindowServer server;
 };
 
-TEST_F(TwoDisplays, ScreensAreFlippedAgainstThePrimaryHeight) {
+TEST_F(TwoDisplays, ScreensAreFlippedAgainstThePrimaryHeightAndDesktopRectsRoundTrip) {
     const std::vector<ScreenInfo> screens = server.screens();
     ASSERT_EQ(screens.size(), 2u);
     EXPECT_EQ(screens[0].frame, (RectD{0, 0, 1920, 1080}));
     // Its bottom is 1440 - 200 = 1240 below the primary's top: 160 below the
     // primary's bottom.
     EXPECT_EQ(screens[1].frame, (RectD{-1280, -160, 1280, 1440}));
+
+    const RectD desktop{100, 50, 640, 480};
+    const RectD screen = server.desktopToScreen(desktop);
+    EXPECT_EQ(screen, (RectD{100, 550, 640, 480}));
+    EXPECT_EQ(server.screenToDesktop(screen), desktop);
 }
 
-TEST_F(TwoDisplays, RuleAUsesThePrimaryAndRuleBTheMainScreen) {
+TEST_F(TwoDisplays, RuleAUsesThePrimaryElseTheMainScreenAndRuleBTheMainScreen) {
     const RectD window{-1000, 100, 400, 300};
     // Rule A: the primary display's height, whichever screen is main.
     server.mainId = 2;
@@ -44,22 +49,14 @@ TEST_F(TwoDisplays, RuleAUsesThePrimaryAndRuleBTheMainScreen) {
     ASSERT_TRUE(main);
     EXPECT_EQ(ScreenGeometry::mainScreenReferenceHeight(&*main), 1440);
     EXPECT_EQ(SnipUtil::flipRect(window, 1440), (RectD{-1000, 1040, 400, 300}));
-}
 
-TEST_F(TwoDisplays, RuleAFallsBackToTheMainScreenAndThenToZero) {
+    // Rule A falls back to the main screen, and then to zero.
     std::vector<ScreenInfo> screens = server.screens();
     screens[0].frame.x = 0.5; // truncates to 0: still the primary
     EXPECT_EQ(ScreenGeometry::primaryReferenceHeight(screens, &screens[1]), 1080);
     screens[0].frame.x = 1;
     EXPECT_EQ(ScreenGeometry::primaryReferenceHeight(screens, &screens[1]), 1440);
     EXPECT_EQ(ScreenGeometry::primaryReferenceHeight(screens, nullptr), 0);
-}
-
-TEST_F(TwoDisplays, DesktopAndScreenSpaceRoundTrip) {
-    const RectD desktop{100, 50, 640, 480};
-    const RectD screen = server.desktopToScreen(desktop);
-    EXPECT_EQ(screen, (RectD{100, 550, 640, 480}));
-    EXPECT_EQ(server.screenToDesktop(screen), desktop);
 }
 
 TEST_F(TwoDisplays, MouseOnTheTopOrRightEdgeIsNotOnTheScreen) {

@@ -1,7 +1,6 @@
 #include "FakeWindowServer.h"
 #include "selection/RVGlobalMonitor.h"
 
-#include <QGuiApplication>
 #include <QRectF>
 #include <gtest/gtest.h>
 

@@ -1,13 +1,14 @@
+#include "QtAppEnvironment.h"
 #include "TempHome.h"
 #include "app/AppDelegate.h"
 #include "app/FileListStore.h"
-#include "unit/OffscreenApp.h"
 #include "widgets/FileListWindowController.h"
 #include "widgets/FileTableView.h"
 #include "widgets/Icons.h"
 #include "widgets/StatusItem.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QPushButton>
 #include <QSystemTrayIcon>
@@ -15,7 +16,7 @@
 
 namespace {
 
-const auto* const kApp = ::testing::AddGlobalTestEnvironment(new OffscreenApp);
+const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QApplication, true>);
 
 struct FileListWindow : ::testing::Test {
     TempHome home;
