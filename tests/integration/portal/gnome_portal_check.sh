@@ -223,11 +223,15 @@ window_file=$out/window.mp4
 do_ move 640 360 >/dev/null
 open_test_window cli
 # Recorded until the window closes, which ends the recording and keeps it.
+casts_before=$(grep -c "window cast" "$dir/log/framedeck.log" || true)
 seconds=60 record --mode window --output "$window_file"
 recording=$!
 pick_window_in_dialog portal
-# Halved after a while: the recording keeps its size, the window at its top
-# left and black beside and below it.
+# Halved a while after the recording took the window's size (a slow build
+# may take seconds to start): the recording keeps its size, the window at
+# its top left and black beside and below it.
+wait_until eval '(($(grep -c "window cast" "$dir/log/framedeck.log") > casts_before))' ||
+  give_up "the window's recording did not start"
 sleep 1.5
 kill -USR1 "$test_window_pid"
 sleep 1.5
@@ -332,7 +336,7 @@ for _ in 1 2 3 4 5 6 7 8 9 10; do do_ nudge 30 20 >/dev/null; done
 do_ release >/dev/null
 # The overlay's Start, below the area's bottom right corner (369,425 of
 # the second monitor), reached across the first monitor's edge.
-sleep 0.5 # the toolbar shown
+wait_until grep -q recordViewDidShowToolBar "$gui_log" || give_up "no toolbar under the dragged area"
 do_ move 1270 425 >/dev/null
 do_ nudge 379 0 >/dev/null
 sleep 0.2
