@@ -4,7 +4,9 @@
 #include "MediaEncoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <limits>
 
 namespace me {
 
@@ -57,19 +59,13 @@ int64_t SplitMuxer::projectedContainerBytes(int64_t morePackets) const {
            (partPackets_ + morePackets) * kContainerBytesPerPacket;
 }
 
-bool SplitMuxer::sizeLimitReached(int64_t videoIndex) const {
-    if (limits_.megabytes == 0)
-        return false;
-    const int64_t limit = static_cast<int64_t>(limits_.megabytes) * 1000000;
-    // The cut cannot fall before audio already in the part; video up to
-    // there joins the part too.
-    const int64_t audioEnd =
-        audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP) : 0;
-    // Left uncut, this frame joins the part, and the next cut is after it
-    // and after that audio.
-    const int64_t nextCut = std::max(videoIndex + 1, audioEnd);
-    // Frames inside the encoder (this one included) and those up to that cut.
-    const int64_t framesToCome = (framesSent_ - videoPacketsOut_) + (nextCut - videoIndex - 1);
+int64_t SplitMuxer::audioEndFrame() const {
+    return audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP) : 0;
+}
+
+int64_t SplitMuxer::projectedPartBytes(int64_t videoIndex, int64_t cut) const {
+    // Frames inside the encoder (this one included) and those up to the cut.
+    const int64_t framesToCome = (framesSent_ - videoPacketsOut_) + (cut - videoIndex - 1);
     // They come out as predicted frames, and as a keyframe where the
     // encoder's interval puts one.
     double videoToCome = static_cast<double>(framesToCome) * averageFrameBytes_;
@@ -78,16 +74,40 @@ bool SplitMuxer::sizeLimitReached(int64_t videoIndex) const {
     int64_t audioToCome = 0;
     int64_t audioPacketsToCome = 0;
     if (audio_) {
-        const int64_t cutSample = av_rescale_q(nextCut, video_->time_base, audio_->time_base);
+        const int64_t cutSample = av_rescale_q(cut, video_->time_base, audio_->time_base);
         const int64_t samples = std::max<int64_t>(0, cutSample - audioWrittenEnd_);
         audioToCome = audioBytesPerSecond_ * samples / std::max(1, audio_->sample_rate);
         audioPacketsToCome = audio_->frame_size > 0 ? samples / audio_->frame_size + 1 : 1;
     }
-    const int64_t projected = partPayload_ + static_cast<int64_t>(videoToCome) + audioToCome +
-                              projectedContainerBytes(framesToCome + audioPacketsToCome);
+    return partPayload_ + static_cast<int64_t>(videoToCome) + audioToCome +
+           projectedContainerBytes(framesToCome + audioPacketsToCome);
+}
+
+bool SplitMuxer::sizeLimitReached(int64_t videoIndex) {
+    if (limits_.megabytes == 0)
+        return false;
+    const int64_t limit = static_cast<int64_t>(limits_.megabytes) * 1000000;
+    // Left uncut, this frame joins the part, and the next cut is after it
+    // and after the audio already in the part.
+    const int64_t nextCut = std::max(videoIndex + 1, audioEndFrame());
     // Never cut before half the limit: a part is never a handful of frames,
     // however wrong the estimate at the start.
-    return projected > limit && partPayload_ >= limit / 2;
+    if (projectedPartBytes(videoIndex, nextCut) > limit)
+        return partPayload_ >= limit / 2;
+    // The last cut that keeps the part under the limit. Audio past it waits:
+    // audio encodes far ahead of video at times, and once written it would
+    // push the earliest cut, and the part, past the limit before the next
+    // frame is looked at.
+    const double fps = video_->framerate.num > 0 ? av_q2d(video_->framerate) : 30.0;
+    const auto lookAhead = static_cast<int64_t>(std::ceil(fps * kAudioHoldAheadSeconds));
+    int64_t lastCut = nextCut;
+    while (lastCut - nextCut < lookAhead && projectedPartBytes(videoIndex, lastCut + 1) <= limit)
+        ++lastCut;
+    holdAudioFrom_ = lastCut - nextCut < lookAhead && audio_
+                         ? av_rescale_q(lastCut, video_->time_base, audio_->time_base)
+                         : std::numeric_limits<int64_t>::max();
+    writeAudioUpTo(holdAudioFrom_); // a failed write leaves failed_ set
+    return false;
 }
 
 bool SplitMuxer::audioSizeLimitReached(const AVPacket* packet) const {
@@ -117,6 +137,9 @@ void SplitMuxer::armSplit(int64_t videoIndex) {
     keyframeForced_ = false;
     splitVideoIndex_ = videoIndex;
     splitAudioSample_ = audio_ ? av_rescale_q(videoIndex, video_->time_base, audio_->time_base) : 0;
+    // Audio before the cut that waited belongs to this part; written now, it
+    // stays in order with what comes before the cut from here on.
+    writeAudioUpTo(splitAudioSample_, false);
 }
 
 bool SplitMuxer::startsNewPart(int64_t videoIndex) {
@@ -125,10 +148,7 @@ bool SplitMuxer::startsNewPart(int64_t videoIndex) {
     ++framesSent_;
     if (!splitPending_ && videoIndex > videoOffset_ && sizeLimitReached(videoIndex)) {
         // Not before audio that is already in this part.
-        const int64_t audioEnd =
-            audio_ ? av_rescale_q_rnd(audioWrittenEnd_, audio_->time_base, video_->time_base, AV_ROUND_UP)
-                   : 0;
-        armSplit(std::max(videoIndex, audioEnd));
+        armSplit(std::max(videoIndex, audioEndFrame()));
     }
     if (!splitPending_ || keyframeForced_ || videoIndex < splitVideoIndex_)
         return false;
@@ -180,7 +200,9 @@ int SplitMuxer::writeAudioPacket(AVPacket* packet) {
         }
         return writeToPart(packet, false);
     }
-    if (splitPending_ && packet->pts >= splitAudioSample_) {
+    const bool waits = splitPending_ ? packet->pts >= splitAudioSample_
+                                     : !held_.empty() || packet->pts + packet->duration > holdAudioFrom_;
+    if (waits) {
         if (held_.size() < kMaxHeldAudioPackets) {
             AVPacket* copy = av_packet_alloc();
             if (!copy)
@@ -189,11 +211,20 @@ int SplitMuxer::writeAudioPacket(AVPacket* packet) {
             held_.push_back(copy);
             return ME_OK;
         }
-        log("no keyframe came for the split; cutting %s without it", basePath_.c_str());
-        needKeyframe_ = true;
-        const int ret = rotate();
-        if (ret < 0)
-            return ret;
+        if (splitPending_) {
+            log("no keyframe came for the split; cutting %s without it", basePath_.c_str());
+            needKeyframe_ = true;
+            const int ret = rotate();
+            if (ret < 0)
+                return ret;
+        } else {
+            // Video stalled before reaching the cut: the audio goes on in
+            // this part, and the cut falls after it.
+            holdAudioFrom_ = std::numeric_limits<int64_t>::max();
+            const int ret = writeAudioUpTo(holdAudioFrom_);
+            if (ret < 0)
+                return ret;
+        }
     }
     // A packet from before the cut that comes out after it belonged to the
     // previous part, which is closed.
@@ -204,6 +235,7 @@ int SplitMuxer::writeAudioPacket(AVPacket* packet) {
 }
 
 int SplitMuxer::rotate() {
+    holdAudioFrom_ = std::numeric_limits<int64_t>::max();
     const int finished = file_.finish();
     if (finished == ME_OK && choice_.fragmented)
         finishers_.emplace_back(finishFragmentedFile, finishJob());
@@ -224,6 +256,21 @@ int SplitMuxer::rotate() {
     }
     armTimeSplit();
     return releaseHeld();
+}
+
+int SplitMuxer::writeAudioUpTo(int64_t sample, bool wholePackets) {
+    std::size_t n = 0;
+    int ret = ME_OK;
+    for (; n < held_.size() && ret == ME_OK; ++n) {
+        AVPacket* p = held_[n];
+        if ((wholePackets ? p->pts + p->duration : p->pts + 1) > sample)
+            break;
+        audioWrittenEnd_ = std::max(audioWrittenEnd_, p->pts + p->duration);
+        ret = writeToPart(p, false);
+        av_packet_free(&p);
+    }
+    held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(n));
+    return ret;
 }
 
 int SplitMuxer::releaseHeld() {

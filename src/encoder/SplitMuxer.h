@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -58,6 +59,9 @@ public:
     // encoder's delay; when it overflows (video stalled) the cut happens at
     // once and the new part skips video until its first keyframe.
     static constexpr std::size_t kMaxHeldAudioPackets = 512;
+    // How far ahead of the video the last cut under a size limit is looked
+    // for; audio past it waits for the video.
+    static constexpr double kAudioHoldAheadSeconds = 2.0;
 
     SplitMuxer() = default;
     SplitMuxer(const SplitMuxer&) = delete;
@@ -87,7 +91,12 @@ private:
     FinishJob finishJob() const;
     void armTimeSplit();
     void armSplit(int64_t videoIndex);
-    bool sizeLimitReached(int64_t videoIndex) const;
+    bool sizeLimitReached(int64_t videoIndex);
+    int64_t projectedPartBytes(int64_t videoIndex, int64_t cut) const;
+    int64_t audioEndFrame() const;
+    // Writes the held audio that ends by sample (that starts before it, when
+    // not wholePackets) to the current part.
+    int writeAudioUpTo(int64_t sample, bool wholePackets = true);
     bool audioSizeLimitReached(const AVPacket* packet) const;
     int64_t projectedContainerBytes(int64_t morePackets) const;
     bool timeLimitReached(int64_t partTimeUs) const;
@@ -118,6 +127,8 @@ private:
     bool splitPending_ = false;
     int64_t splitVideoIndex_ = 0;
     int64_t splitAudioSample_ = 0;
+    // Audio from here on waits for the video (size limits; max when none).
+    int64_t holdAudioFrom_ = std::numeric_limits<int64_t>::max();
     bool keyframeForced_ = false;
     bool needKeyframe_ = false;
     int64_t partPayload_ = 0;     // bytes of packets given to the current part

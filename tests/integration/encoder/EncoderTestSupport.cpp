@@ -105,10 +105,13 @@ void recordFile(const std::string& path, const RecordingOptions& o) {
             // As fast as it goes: the push itself waits for the encoder.
             ASSERT_EQ(apiEncoderPushVideo(h, &f, ms), ME_OK);
         }
-        // Audio up to the time of the next frame.
+        // Audio up to the time of the next frame, or a burst ahead of it.
+        const auto due = std::llround((i + 1) * o.sampleRate / o.fps);
         const auto audioUntil =
-            o.video ? std::min<int64_t>(totalSamples, std::llround((i + 1) * o.sampleRate / o.fps))
-                    : totalSamples;
+            !o.video ? totalSamples
+            : samplesPushed >= due
+                ? samplesPushed
+                : std::min<int64_t>(totalSamples, due + std::llround(o.audioAheadSeconds * o.sampleRate));
         while (o.audio && samplesPushed < audioUntil) {
             const int n = static_cast<int>(std::min<int64_t>(kChunk, audioUntil - samplesPushed));
             const EncoderAudioFrame a = audio.next(n);

@@ -63,6 +63,9 @@ struct RecordingOptions {
     uint32_t limitSeconds = 0;
     uint32_t limitMegabytes = 0;
     bool noise = false;
+    // Audio pushed in bursts reaching this far ahead of the video, as from a
+    // capture whose pictures wait in a queue while the sound does not.
+    double audioAheadSeconds = 0;
 };
 
 // Creates, configures and starts a session the way the application does.

@@ -98,6 +98,7 @@ TEST(Split, BySizeEndsEachPartAtTheLimitInEveryContainer) {
         o.videoKbps = 2000; // a quarter of a megabyte a second of noise
         o.noise = true;
         o.limitMegabytes = 1;
+        o.audioAheadSeconds = 0.5; // the cut must not follow the sound past the limit
         recordFile(path, o);
 
         const auto parts = partsOf(path);
