@@ -37,7 +37,10 @@ struct SplitLimits {
 // up to the cut at its bit rate, and the container's own bytes. The cut falls
 // on the first frame that would carry the projection past the limit, so a
 // part ends just under it, off by the error of the estimate (a few frames'
-// worth), whatever the limit and the bit rate.
+// worth), whatever the limit and the bit rate. Audio past the last cut that
+// keeps the part under the limit waits for the video: sound encoded ahead of
+// the pictures would otherwise move the earliest cut past the limit between
+// two frames.
 class SplitMuxer : public PacketSink {
 public:
     // Container bytes per packet beyond its payload: sample tables, fragment
