@@ -100,12 +100,13 @@ bool SplitMuxer::sizeLimitReached(int64_t videoIndex) {
     // frame is looked at.
     const double fps = video_->framerate.num > 0 ? av_q2d(video_->framerate) : 30.0;
     const auto lookAhead = static_cast<int64_t>(std::ceil(fps * kAudioHoldAheadSeconds));
-    int64_t lastCut = nextCut;
-    while (lastCut - nextCut < lookAhead && projectedPartBytes(videoIndex, lastCut + 1) <= limit)
-        ++lastCut;
-    holdAudioFrom_ = lastCut - nextCut < lookAhead && audio_
-                         ? av_rescale_q(lastCut, video_->time_base, audio_->time_base)
-                         : std::numeric_limits<int64_t>::max();
+    holdAudioFrom_ = std::numeric_limits<int64_t>::max();
+    if (audio_ && projectedPartBytes(videoIndex, nextCut + lookAhead) > limit) {
+        int64_t lastCut = nextCut;
+        while (projectedPartBytes(videoIndex, lastCut + 1) <= limit)
+            ++lastCut;
+        holdAudioFrom_ = av_rescale_q(lastCut, video_->time_base, audio_->time_base);
+    }
     writeAudioUpTo(holdAudioFrom_); // a failed write leaves failed_ set
     return false;
 }
