@@ -194,9 +194,6 @@ TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
 TEST_F(RecordManagerTest, LostAudioIsReportedTriedAgainAndItsGapIsSilent) {
     manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}, RecordAudioType::Microphone));
     manager->switchRecordType(RecordAudioType::Microphone);
-    EXPECT_EQ(manager->encodeManager().audioBitrate, 12800);
-    EXPECT_EQ(manager->encodeManager().audioSamples, 44100);
-    EXPECT_EQ(manager->encodeManager().audioChannels, 2);
     manager->startCapture();
     ASSERT_TRUE(manager->hasAudioSession());
     ASSERT_EQ(factory->audioRequests.size(), 1u);
