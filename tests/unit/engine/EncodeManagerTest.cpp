@@ -109,7 +109,6 @@ TEST_F(EncodeManagerTest, RecordingCallsTheLibraryInOrder) {
                      "SetImageFormat(1000)", "SetOutputSize(1279,719)", "SetFps(30)", "SetVideoBitrate(5000)",
                      "SetOutputPath(/v/a.mp4)", "SetLimitTime(20)", "SetLimitSize(0)", "Encode"}));
     EXPECT_TRUE(m.isWorking);
-    EXPECT_NE(log().find("====开始编码"), std::string::npos);
 
     fakeEncoder().calls.clear();
     EncoderVideoFrame frame{};
@@ -120,7 +119,6 @@ TEST_F(EncodeManagerTest, RecordingCallsTheLibraryInOrder) {
                                           "IsDone", "IsDone", "IsDone", "Close"}));
     EXPECT_FALSE(m.isWorking);
     EXPECT_EQ(m.handle.load(), nullptr);
-    EXPECT_NE(log().find("关闭编码器"), std::string::npos);
 
     // Pushes after the stop are ignored without a word.
     fakeEncoder().calls.clear();
@@ -171,7 +169,6 @@ TEST_F(EncodeManagerTest, FailedStartLeavesTheSessionIdleAndStopDoesNothing) {
     m.encoderPushVideo(&frame, 0);
     m.stopEncoderEncode();
     EXPECT_TRUE(fakeEncoder().calls.empty());
-    EXPECT_NE(log().find("没有编码"), std::string::npos);
     EXPECT_NE(m.handle.load(), nullptr); // left for the next initHandle to replace
 }
 
