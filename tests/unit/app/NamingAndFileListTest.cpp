@@ -18,15 +18,21 @@ TEST(OutputNaming, NamesAndDurationTexts) {
     EXPECT_EQ(OutputNaming::outputPath("/v", t, ".mov"), "/v/20240131_235959.mov");
     EXPECT_EQ(OutputNaming::dateText(t), "2024/01/31 23:59:59");
 
-    EXPECT_EQ(OutputNaming::timeFromString(3725), "01:02:05");
-    EXPECT_EQ(OutputNaming::timeFromString(61 * 3600), "01:00:00"); // hours wrap at 60
-    EXPECT_EQ(OutputNaming::timeFromString(0), "00:00:00");
+    // The main window's and the command line's clocks: hours wrap at 60.
+    const std::pair<uint64_t, const char*> clocks[] = {
+        {0, "00:00:00"}, {3725, "01:02:05"}, {216000, "00:00:00"}, {219599, "00:59:59"}};
+    for (const auto& [seconds, text] : clocks) {
+        EXPECT_EQ(OutputNaming::timeFromString(seconds), text) << seconds;
+        EXPECT_EQ(ProgressTexts::durationText(seconds), text) << seconds;
+    }
     EXPECT_EQ(OutputNaming::timeFrom_String(125), "02分05秒");
     EXPECT_EQ(OutputNaming::timeFrom_String(3725), "01时02分05秒");
     EXPECT_EQ(OutputNaming::timeFrom_String(60 * 3600 + 5), "00分05秒");
 
     EXPECT_EQ(OutputNaming::freeSpaceText(12.345), "12.35 G");
     EXPECT_EQ(OutputNaming::freeSpaceText(0.5), "512.00 MB");
+    EXPECT_EQ(ProgressTexts::fileSizeText(1234567, "12.30 G"), "1.23 MB / 12.30 G");
+    EXPECT_EQ(ProgressTexts::fileSizeText(0, ""), "0.00 MB / ");
 }
 
 TEST(OutputPaths, FirstUseCreatesTheFoldersAndAnEmptyList) {
@@ -160,13 +166,4 @@ TEST(FileList, FailedWritesKeepTheOldList) {
     const QVariantList records = FileListStore::readList(list);
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records[0].toMap()["name"], "old.png");
-}
-
-TEST(ProgressTexts, DurationTextWrapsHoursAtSixty) {
-    EXPECT_EQ(ProgressTexts::durationText(0), "00:00:00");
-    EXPECT_EQ(ProgressTexts::durationText(3725), "01:02:05");
-    EXPECT_EQ(ProgressTexts::durationText(216000), "00:00:00");
-    EXPECT_EQ(ProgressTexts::durationText(219599), "00:59:59");
-    EXPECT_EQ(ProgressTexts::fileSizeText(1234567, "12.30 G"), "1.23 MB / 12.30 G");
-    EXPECT_EQ(ProgressTexts::fileSizeText(0, ""), "0.00 MB / ");
 }

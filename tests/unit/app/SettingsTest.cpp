@@ -46,12 +46,10 @@ TEST_F(Fixture, FreshStoreHoldsExactlyTheFirstRunTable) {
     EXPECT_TRUE(s->boolForKey(S::IsCaptrueMirrored));
     EXPECT_FALSE(s->boolForKey(S::IsMouseHighlight));
     EXPECT_EQ(s->colorTripleForKey(S::WatermarkColor), (std::array<double, 3>{1, 0, 0}));
-    EXPECT_EQ(s->stringForKey(S::WatermarkTextString), "FrameDeck");
     // And the properties that follow from them.
     EXPECT_DOUBLE_EQ(p.fps, 25.0);
     EXPECT_EQ(p.watermarkType, 2u);
     EXPECT_EQ(p.textWatermarkColor, (RGBAColor{1, 0, 0, 1}));
-    EXPECT_EQ(p.timeFramStyles.size(), 3);
 }
 
 TEST_F(Fixture, UpgradeAddsOnlyTheAnnotationHotkey) {

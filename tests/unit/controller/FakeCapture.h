@@ -16,10 +16,9 @@ public:
             error = "fake failure";
             return false;
         }
-        running = true;
         return true;
     }
-    void stop() override { running = false; }
+    void stop() override {}
     CaptureCapabilities capabilities() const override { return caps_; }
     int frameWidth() const override { return width_; }
     int frameHeight() const override { return height_; }
@@ -43,7 +42,6 @@ public:
     }
     void fail(const std::string& message) { deliverFailure(message); }
 
-    bool running = false;
     bool failStart = false;
 
 private:
@@ -77,9 +75,7 @@ public:
         return source;
     }
     std::unique_ptr<CaptureSource> createCameraSource(const CameraCaptureRequest&) override {
-        auto source = std::make_unique<FakeSource>(CaptureCapabilities{true, false, false}, 64, 48);
-        camera = source.get();
-        return source;
+        return std::make_unique<FakeSource>(CaptureCapabilities{true, false, false}, 64, 48);
     }
     std::unique_ptr<CaptureSource> createAudioSource(const AudioCaptureRequest& request) override {
         audioRequests.push_back(request);
@@ -103,6 +99,5 @@ public:
     std::vector<WindowCaptureRequest> windowRequests;
     std::vector<AudioCaptureRequest> audioRequests;
     FakeSource* screen = nullptr;
-    FakeSource* camera = nullptr;
     FakeSource* audio = nullptr;
 };

@@ -70,23 +70,6 @@ protected:
 
 } // namespace
 
-TEST_F(RecordManagerTest, AStillScreensTimeCountsOnWhileNothingReachesTheEncoder) {
-    long long shown = -1;
-    RVRecordHost host;
-    host.clockTick = [&](const RecordingProgress& progress) {
-        shown = progress.seconds;
-    };
-    manager->setHost(host);
-    manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}));
-    manager->startRecording();
-    factory->screen->emitFrame(101.0);
-    pushedAfterDrain();
-    now = 104.2;
-    manager->timerDurationTimeOut();
-    EXPECT_EQ(shown, 3);
-    manager->stopRecording();
-}
-
 TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
     manager->configure(request(RecordVideoType::CustomArea, {10, 20, 64, 48}));
     manager->startRecording();
@@ -138,7 +121,14 @@ TEST_F(RecordManagerTest, StatusMachineGatesFramesAndWritesTheFile) {
 
 // A screen that stands still costs nothing: a frame is pushed only when its
 // picture or its decorations changed, and the last one is held to the stop.
+// The time shown counts on all the same.
 TEST_F(RecordManagerTest, AStillScreenIsPushedOnlyWhenItOrItsDecorationsChange) {
+    long long shown = -1;
+    RVRecordHost host;
+    host.clockTick = [&](const RecordingProgress& progress) {
+        shown = progress.seconds;
+    };
+    manager->setHost(host);
     uint64_t signature = 1;
     int decorated = 0;
     FrameCompositor::Hooks hooks;
@@ -166,7 +156,9 @@ TEST_F(RecordManagerTest, AStillScreenIsPushedOnlyWhenItOrItsDecorationsChange) 
     EXPECT_EQ(decorated, 3) << "decorations drawn on frames that were not kept";
     EXPECT_EQ(manager->compositor().unchangedFrames(), 3u);
 
-    now = 103.0;
+    now = 104.2;
+    manager->timerDurationTimeOut();
+    EXPECT_EQ(shown, 3);
     manager->stopRecording();
     EXPECT_EQ(manager->compositor().pushedFrames(), 4u) << "the last picture does not last until the stop";
 }
@@ -194,9 +186,6 @@ TEST_F(RecordManagerTest, WindowModeEvensTheWindowAndFollowsIt) {
 TEST_F(RecordManagerTest, LostAudioIsReportedTriedAgainAndItsGapIsSilent) {
     manager->configure(request(RecordVideoType::CustomArea, {0, 0, 64, 48}, RecordAudioType::Microphone));
     manager->switchRecordType(RecordAudioType::Microphone);
-    EXPECT_EQ(manager->encodeManager().audioBitrate, 12800);
-    EXPECT_EQ(manager->encodeManager().audioSamples, 44100);
-    EXPECT_EQ(manager->encodeManager().audioChannels, 2);
     manager->startCapture();
     ASSERT_TRUE(manager->hasAudioSession());
     ASSERT_EQ(factory->audioRequests.size(), 1u);

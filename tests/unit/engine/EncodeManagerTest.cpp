@@ -76,11 +76,6 @@ TEST_F(EncodeManagerTest, SplitLimitsFollowSplitType) {
         m.setSplit();
         EXPECT_EQ(fakeEncoder().calls, c.expected) << "SplitType " << c.type;
     }
-    const std::string text = log();
-    EXPECT_NE(text.find("设置时间分段，setSplit:line:"), std::string::npos);
-    EXPECT_NE(text.find(" time:600"), std::string::npos);
-    EXPECT_NE(text.find("设置大小分段，setSplit:line:"), std::string::npos);
-    EXPECT_NE(text.find(" time:25"), std::string::npos); // the size message says "time"
 
     fakeEncoder().limitStatus = 0;
     EncodeManager m(settings_);
@@ -114,7 +109,6 @@ TEST_F(EncodeManagerTest, RecordingCallsTheLibraryInOrder) {
                      "SetImageFormat(1000)", "SetOutputSize(1279,719)", "SetFps(30)", "SetVideoBitrate(5000)",
                      "SetOutputPath(/v/a.mp4)", "SetLimitTime(20)", "SetLimitSize(0)", "Encode"}));
     EXPECT_TRUE(m.isWorking);
-    EXPECT_NE(log().find("====开始编码"), std::string::npos);
 
     fakeEncoder().calls.clear();
     EncoderVideoFrame frame{};
@@ -125,7 +119,6 @@ TEST_F(EncodeManagerTest, RecordingCallsTheLibraryInOrder) {
                                           "IsDone", "IsDone", "IsDone", "Close"}));
     EXPECT_FALSE(m.isWorking);
     EXPECT_EQ(m.handle.load(), nullptr);
-    EXPECT_NE(log().find("关闭编码器"), std::string::npos);
 
     // Pushes after the stop are ignored without a word.
     fakeEncoder().calls.clear();
@@ -176,7 +169,6 @@ TEST_F(EncodeManagerTest, FailedStartLeavesTheSessionIdleAndStopDoesNothing) {
     m.encoderPushVideo(&frame, 0);
     m.stopEncoderEncode();
     EXPECT_TRUE(fakeEncoder().calls.empty());
-    EXPECT_NE(log().find("没有编码"), std::string::npos);
     EXPECT_NE(m.handle.load(), nullptr); // left for the next initHandle to replace
 }
 
@@ -219,7 +211,6 @@ TEST_F(EncodeManagerTest, AudioOnlyDurationMovesInWholeSeconds) {
     // Ten hours are beyond 32 bits of bytes; the duration must still be right.
     m.nTotalAudiosize = int64_t{352800} * 36000;
     EXPECT_EQ(m.countRecordedDuration(), 36000.0 * 1000);
-    EXPECT_TRUE(fakeEncoder().called("GetEncodedTimestamp")); // asked even when unused
     videoType = RecordVideoType::FullScreen;
     EXPECT_EQ(m.countRecordedDuration(), 777.0);
 

@@ -9,14 +9,6 @@ FakeEncoder& fakeEncoder() {
     return f;
 }
 
-bool FakeEncoder::called(const std::string& prefix) const {
-    for (const std::string& c : calls) {
-        if (c.rfind(prefix, 0) == 0)
-            return true;
-    }
-    return false;
-}
-
 namespace {
 
 int handleCounter = 0;

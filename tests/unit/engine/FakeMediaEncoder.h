@@ -22,7 +22,6 @@ struct FakeEncoder {
     int64_t fileSize = 0;
 
     void reset() { *this = FakeEncoder(); }
-    bool called(const std::string& prefix) const;
 };
 
 FakeEncoder& fakeEncoder();

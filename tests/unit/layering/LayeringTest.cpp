@@ -140,7 +140,9 @@ std::string describe(const Violation& v) {
            (v.include.empty() ? "" : "#include " + v.include + ": ") + v.advice;
 }
 
-// Made-up files: each rule failing, and includes that must pass.
+// Made-up files, each rule failing: a rule that stopped firing would let the
+// real tree pass whatever it holds. (A rule firing where it must not fails
+// the real tree below, so allowed includes need no made-up file.)
 TEST(Layering, RulesOnMadeUpFiles) {
     struct Case {
         const char* path;
@@ -173,19 +175,6 @@ TEST(Layering, RulesOnMadeUpFiles) {
          "#include \"core/EMLog.h\"\n#include <xcb/xcb.h>\n",
          {"0 unknown folder", "2 platform headers"}},
         {"src/apps/Main.cpp", "", {"0 unknown folder"}},
-        // Allowed: lower layers, its own, bare names, system headers, and
-        // each system header family in its own layer.
-        {"src/selection/SelectionSession.cpp",
-         "#include \"core/EMLog.h\"\n#include \"platform/x11/X11Connection.h\"\n#include "
-         "\"timing/Countdown.h\"\n"
-         "#include \"selection/ClipModel.h\"\n#include \"Helper.h\"\n#include <QTimer>\n#include <vector>\n",
-         {}},
-        {"src/platform/pulse/Pulse.cpp",
-         "#include <xcb/shm.h>\n#include <pulse/pulseaudio.h>\n#include <libv4l2.h>\n",
-         {}},
-        {"src/encoder/Session.cpp", "#include \"MediaEncoder.h\"\n#include <libavformat/avformat.h>\n", {}},
-        {"src/engine/EncodeManager.cpp", "#include \"encoder/MediaEncoder.h\"\n", {}},
-        {"apps/main.cpp", "#include \"cli/RecordCommand.h\"\n#include \"stack/RecordingStack.h\"\n", {}},
     };
     for (const Case& c : cases) {
         std::vector<std::string> found;

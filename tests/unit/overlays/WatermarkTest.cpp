@@ -7,7 +7,6 @@
 #include "app/SettingsSchema.h"
 #include "overlays/WatermarkRenderer.h"
 
-
 namespace S = SettingsKeys;
 
 namespace {
@@ -34,7 +33,6 @@ TEST(WatermarkPlacementArithmetic, ScalesCapsTruncatesAndCentres) {
     EXPECT_EQ(text.origin, (ScreenPoint{475, 443.5})); // x truncated, y kept
 
     // Wider than 560: treated as 560 wide, aspect kept.
-    EXPECT_EQ(cappedWatermarkSize({1120, 200}), QSizeF(560, 100));
     const WatermarkFrameRect wide = watermarkFrameRect({1120, 200}, false, at(0.5f, 0.5f), 594, 400);
     EXPECT_EQ(wide.width, 560);
     EXPECT_EQ(wide.height, 100);

@@ -13,7 +13,7 @@ public:
     std::vector<WindowInfo> onScreenWindows() override { return windowList; }
     std::optional<std::uint32_t> mainDisplayId() override { return mainId; }
     PointD mouseLocationInWindowList() override { return mouse; }
-    QImage windowIcon(std::uint32_t) override { return icon; }
+    QImage windowIcon(std::uint32_t) override { return {}; }
     QImage captureRect(const RectD& rect, const std::vector<std::uint32_t>&) override {
         captured.push_back(rect);
         return {};
@@ -24,7 +24,6 @@ public:
     std::vector<WindowInfo> windowList;
     std::optional<std::uint32_t> mainId;
     PointD mouse;
-    QImage icon;
     std::vector<RectD> captured;
     int selfPid = 4242;
 };

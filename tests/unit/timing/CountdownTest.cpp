@@ -83,8 +83,6 @@ TEST(CircleCounter, ShowsBlankThenEachSecondsPicturesAndFinishesOnce) {
         EXPECT_EQ(r.shown, row.shown) << row.seconds << "/" << row.length;
         EXPECT_EQ(scheduler.intervals, std::vector<double>(row.shown.size() - 1, 1.0));
         EXPECT_EQ(r.finished, 1);
-        EXPECT_EQ(counter.mCircleSegs, 29);
-        EXPECT_TRUE(counter.isStarting);
     }
 }
 
@@ -157,10 +155,8 @@ TEST(CountdownView, ShowingReplacesTheBadgeAndStartsByType) {
 }
 
 TEST(CountdownView, PicturesExistForOneToTenOnly) {
-    EXPECT_FALSE(countdownPicture("3.png", 64).isNull());
-    EXPECT_FALSE(countdownPicture("10.png", 64).isNull());
-    EXPECT_FALSE(countdownPicture("003.png", 64).isNull());
-    EXPECT_FALSE(countdownPicture("010.png", 64).isNull());
+    for (const char* present : {"1.png", "10.png", "001.png", "010.png"})
+        EXPECT_FALSE(countdownPicture(present, 64).isNull()) << present;
     for (const char* missing : {"0.png", "11.png", "03.png", "0010.png", "004", "x.png"})
         EXPECT_TRUE(countdownPicture(missing, 64).isNull()) << missing;
 }
