@@ -79,7 +79,8 @@ public:
     void signal(int signo);
     // Waits for the end; returns the exit status, stdout in `out`.
     int wait(std::string* out = nullptr);
-    int pid() const { return pid_; }
+    // Its stdout, to read as it comes (wait() reads what is left).
+    int stdoutFd() const { return stdoutFd_; }
     // False once the process has ended (it is then collected, not left a zombie).
     bool running();
 
