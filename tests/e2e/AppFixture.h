@@ -16,7 +16,6 @@
 #include <QImage>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
 #include <gtest/gtest.h>
@@ -29,13 +28,20 @@ inline probe::Media media(const QString& path) {
 // The frame shown `seconds` into a recording (before its end when negative),
 // decoded by FFmpeg.
 inline QImage frameAt(const QString& path, double seconds) {
-    QTemporaryDir dir;
-    const QString png = dir.filePath("frame.png");
     QProcess p;
     p.start("ffmpeg", {"-v", "error", seconds < 0 ? "-sseof" : "-ss", QString::number(seconds), "-i", path,
-                       "-frames:v", "1", png});
+                       "-frames:v", "1", "-c:v", "png", "-f", "image2pipe", "-"});
     p.waitForFinished(-1);
-    return QImage(png).convertToFormat(QImage::Format_RGB32);
+    return QImage::fromData(p.readAllStandardOutput(), "PNG").convertToFormat(QImage::Format_RGB32);
+}
+
+// What the font and colour dialogs answer in the tests: DejaVu Sans 40 bold,
+// magenta; both stand out in a recorded frame.
+inline std::optional<QFont> boldFont(const QFont&, QWidget*) {
+    return QFont("DejaVu Sans", 40, QFont::Bold);
+}
+inline std::optional<QColor> magenta(const QColor&, QWidget*) {
+    return QColor(255, 0, 255);
 }
 
 // Pictures of the windows for a person to look at: build/test-artifacts/app.
@@ -86,13 +92,17 @@ protected:
         while (status() != wanted)
             QTest::qWait(20);
     }
+    // Presses record again to stop, and waits for the file.
+    void stopRecording() {
+        frameDeck->mainWindow().recordButton()->click();
+        EXPECT_EQ(status(), 0u);
+        waitForFinishedStop();
+    }
     // Presses record, waits for the recording, lets it run, presses again.
     QString recordFor(int milliseconds) {
         EXPECT_TRUE(startRecording());
         QTest::qWait(milliseconds);
-        frameDeck->mainWindow().recordButton()->click();
-        EXPECT_EQ(status(), 0u);
-        waitForFinishedStop();
+        stopRecording();
         return app->outputPath;
     }
     QVariantList list() { return FileListStore::readList(AppDelegate::plistPath()); }

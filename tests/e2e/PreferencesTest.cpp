@@ -163,17 +163,9 @@ TEST_F(Preferences, TheWatermarkPlacedInThePreviewIsWhereRecordingsShowIt) {
     PreferencesWindow& window = open();
     window.tabs()->setCurrentIndex(PreferencesWindow::Watermark);
     WatermarkTab& tab = *window.watermarkTab();
-    WatermarkTab::Choosers choosers;
-    choosers.font = [](const QFont&, QWidget*) {
-        return std::optional(QFont("DejaVu Sans", 40, QFont::Bold));
-    };
-    choosers.color = [](const QColor&, QWidget*) {
-        return std::optional(QColor(255, 0, 255));
-    };
-    choosers.picture = [](QWidget*) {
-        return QString();
-    };
-    tab.setChoosers(choosers);
+    tab.setChoosers({boldFont, magenta, [](QWidget*) {
+                         return QString();
+                     }});
     tab.kindButton(0)->click();
     tab.textField()->setText("FRAMEDECK");
     tab.fontButton()->click();

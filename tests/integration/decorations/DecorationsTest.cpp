@@ -27,19 +27,10 @@ constexpr int kCropY = kPointerY - 40;
 constexpr int kCropSize = 120;
 constexpr uint32_t kBackground = 0x808080;
 
-struct Rgb {
-    int r, g, b;
-};
-
-// A pixel of a cropped frame, by its root coordinates.
-Rgb pixelAt(const std::vector<uint8_t>& frame, int rootX, int rootY) {
-    const std::size_t i = (std::size_t(rootY - kCropY) * kCropSize + std::size_t(rootX - kCropX)) * 3;
-    return {frame[i], frame[i + 1], frame[i + 2]};
-}
-
-bool near(Rgb p, Rgb q, int tolerance) {
-    return std::abs(p.r - q.r) <= tolerance && std::abs(p.g - q.g) <= tolerance &&
-           std::abs(p.b - q.b) <= tolerance;
+// The pixel of a cropped frame at these root coordinates is `colour`, each
+// channel within `tolerance`.
+bool near(const std::vector<uint8_t>& frame, int rootX, int rootY, uint32_t colour, int tolerance) {
+    return probe::near(frame, kCropSize, rootX - kCropX, rootY - kCropY, colour, tolerance);
 }
 
 // The ring's radius in this frame: how far right of the ring's centre its
@@ -50,7 +41,7 @@ int ringRadius(const std::vector<uint8_t>& frame) {
     const int centreX = kPointerX - 1 + 8;
     const int centreY = kPointerY - 1 + 12;
     for (int d = 8; d <= 26; ++d)
-        if (near(pixelAt(frame, centreX + d, centreY), {56, 116, 175}, 40))
+        if (near(frame, centreX + d, centreY, 0x3874af, 40))
             return d;
     return 0;
 }
@@ -112,12 +103,10 @@ TEST_F(Decorations, RecordingShowsCursorClickRingAndWatermark) {
     // The arrow, tip on the pointer: its black body just below and right of
     // the tip, the background left of it and above the tip.
     const std::vector<uint8_t>& first = frames[2];
-    const Rgb body = pixelAt(first, kPointerX + 3, kPointerY + 9);
-    EXPECT_LT(body.r + body.g + body.b, 3 * 60) << "arrow body";
-    EXPECT_TRUE(near(pixelAt(first, kPointerX - 4, kPointerY + 9), {128, 128, 128}, 20))
-        << "left of the arrow";
-    EXPECT_TRUE(near(pixelAt(first, kPointerX + 3, kPointerY - 4), {128, 128, 128}, 20)) << "above the tip";
-    EXPECT_FALSE(near(pixelAt(first, kPointerX, kPointerY + 4), {128, 128, 128}, 20)) << "arrow's left edge";
+    EXPECT_TRUE(near(first, kPointerX + 3, kPointerY + 9, 0x000000, 60)) << "arrow body";
+    EXPECT_TRUE(near(first, kPointerX - 4, kPointerY + 9, kBackground, 20)) << "left of the arrow";
+    EXPECT_TRUE(near(first, kPointerX + 3, kPointerY - 4, kBackground, 20)) << "above the tip";
+    EXPECT_FALSE(near(first, kPointerX, kPointerY + 4, kBackground, 20)) << "arrow's left edge";
 
     // The ring: absent before the click, then in a run of 14 consecutive
     // frames, one size step each, widening from radius 10 to 23 (seen a pixel

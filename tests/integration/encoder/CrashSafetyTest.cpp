@@ -9,8 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
+#include <memory>
 #include <unistd.h>
 
 using namespace enctest;
@@ -20,25 +19,9 @@ namespace {
 struct Child {
     std::string path;
     bool video = true;
-    pid_t pid = -1;
-    FILE* progress = nullptr;
+    std::unique_ptr<probe::Child> recorder;
     long long pushedMs = 0;
 };
-
-void spawnRecorder(Child& c) {
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, fds[0]);
-    const std::string exe = std::string(FRAMEDECK_BINARY_DIR) + "/bin/encoder_crash_child";
-    char* argv[] = {const_cast<char*>(exe.c_str()), const_cast<char*>(c.path.c_str()), nullptr};
-    ASSERT_EQ(posix_spawn(&c.pid, exe.c_str(), &actions, nullptr, argv, environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    c.progress = fdopen(fds[0], "r");
-}
 
 TEST(CrashSafety, KilledRecordingLeavesPlayableFileInEveryContainer) {
     const std::string dir = freshDir("crash");
@@ -47,24 +30,24 @@ TEST(CrashSafety, KilledRecordingLeavesPlayableFileInEveryContainer) {
         Child c;
         c.path = dir + "/killed." + ext;
         c.video = std::string(ext) != "mp3" && std::string(ext) != "wav" && std::string(ext) != "m4a";
-        children.push_back(c);
+        children.push_back(std::move(c));
     }
     // All at once: the wait is in real time, the work is small.
     for (Child& c : children)
-        spawnRecorder(c);
+        c.recorder = std::make_unique<probe::Child>(
+            std::vector<std::string>{FRAMEDECK_BINARY_DIR "/bin/encoder_crash_child", c.path});
     constexpr long long kKillAfterMs = 3500;
     for (Child& c : children) {
-        ASSERT_NE(c.progress, nullptr);
+        FILE* progress = fdopen(dup(c.recorder->stdoutFd()), "r");
+        ASSERT_NE(progress, nullptr);
         long long ms = 0;
-        while (c.pushedMs < kKillAfterMs && std::fscanf(c.progress, "%lld", &ms) == 1)
+        while (c.pushedMs < kKillAfterMs && std::fscanf(progress, "%lld", &ms) == 1)
             c.pushedMs = ms;
+        std::fclose(progress);
     }
     for (Child& c : children) {
-        kill(c.pid, SIGKILL);
-        int status = 0;
-        waitpid(c.pid, &status, 0);
-        std::fclose(c.progress);
-        EXPECT_TRUE(WIFSIGNALED(status)) << c.path;
+        c.recorder->signal(SIGKILL);
+        EXPECT_EQ(c.recorder->wait(), -1) << c.path << " was not killed";
     }
     auto expectKept = [](const std::string& path, const Child& c) {
         SCOPED_TRACE(path);

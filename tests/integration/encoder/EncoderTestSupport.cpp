@@ -137,10 +137,6 @@ std::string freshDir(const std::string& name) {
     return dir.string();
 }
 
-bool fileExists(const std::string& path) {
-    return std::filesystem::exists(path);
-}
-
 std::string topLevelBoxes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     const uint64_t fileSize = std::filesystem::file_size(path);

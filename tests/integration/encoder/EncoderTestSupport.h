@@ -81,7 +81,6 @@ void recordFile(const std::string& path, const RecordingOptions& o);
 // A folder under the build tree, emptied at creation.
 std::string freshDir(const std::string& name);
 
-bool fileExists(const std::string& path);
 // The four-letter types of the boxes at the top of an MPEG-4 file, in order
 // ("ftyp mdat moov"); what is cut short at the end is left out.
 std::string topLevelBoxes(const std::string& path);

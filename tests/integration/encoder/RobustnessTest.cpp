@@ -186,24 +186,15 @@ TEST(PushOrder, OneStreamPushedWholeBeforeTheOtherKeepsEveryFrameAndSample) {
             ASSERT_NE(h, nullptr);
             SyntheticVideo video(o.width, o.height);
             SyntheticAudio audio(o.channels, o.sampleRate);
-            auto pushVideo = [&] {
-                for (int i = 0; i < 90; ++i) {
+            for (const bool pushingVideo : {videoFirst, !videoFirst}) {
+                for (int i = 0; pushingVideo && i < 90; ++i) {
                     const EncoderVideoFrame f = video.frame(i);
                     EXPECT_EQ(apiEncoderPushVideo(h, &f, i * 100 / 3), ME_OK) << i;
                 }
-            };
-            auto pushAudio = [&] {
-                for (int i = 0; i < 3 * 44100 / 441; ++i) {
+                for (int i = 0; !pushingVideo && i < 3 * 44100 / 441; ++i) {
                     const EncoderAudioFrame a = audio.next(441);
                     EXPECT_EQ(apiEncoderPushAudio(h, &a), ME_OK) << i;
                 }
-            };
-            if (videoFirst) {
-                pushVideo();
-                pushAudio();
-            } else {
-                pushAudio();
-                pushVideo();
             }
             EXPECT_EQ(finishRecording(h), ME_OK);
             std::string errors;

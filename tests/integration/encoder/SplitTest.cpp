@@ -13,7 +13,8 @@ namespace {
 std::vector<std::string> partsOf(const std::string& first) {
     std::vector<std::string> parts{first};
     const auto dot = first.find_last_of('.');
-    for (int i = 1; fileExists(first.substr(0, dot) + "_" + std::to_string(i) + first.substr(dot)); ++i)
+    for (int i = 1;
+         std::filesystem::exists(first.substr(0, dot) + "_" + std::to_string(i) + first.substr(dot)); ++i)
         parts.push_back(first.substr(0, dot) + "_" + std::to_string(i) + first.substr(dot));
     return parts;
 }
@@ -48,7 +49,6 @@ TEST(Split, ByTimeCutsOnKeyframesIntoNumberedParts) {
 
     const auto parts = partsOf(path);
     ASSERT_EQ(parts.size(), 4u);
-    EXPECT_TRUE(fileExists(path.substr(0, path.size() - 4) + "_3.mp4"));
     double total = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         expectPlayableFromZero(parts[i], true);

@@ -9,17 +9,148 @@
 //   release      and up again
 //   shot PATH    the screen as it is now, as a PNG picture
 //   pixel X Y    the colour at X,Y now, answered as "R G B"
-#include "MutterSession.h"
 #include "StreamTestSupport.h"
 #include "platform/portal/StreamSource.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusInterface>
+#include <QDBusObjectPath>
+#include <QDeadlineTimer>
 #include <QImage>
+#include <QObject>
+#include <QString>
 #include <QThread>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <string>
+
+namespace {
+
+const QString kCast = QStringLiteral("org.gnome.Mutter.ScreenCast");
+const QString kRemote = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
+// Linux input event code of the left mouse button.
+constexpr int kLeftButton = 0x110;
+// mutter's screen-cast cursor mode that draws the pointer into the pictures.
+constexpr uint kCursorEmbedded = 1;
+
+// Only so that a mutter that never answers fails with a message instead of
+// running into ctest's timeout.
+bool processEventsUntil(const std::function<bool()>& done) {
+    const QDeadlineTimer deadline(20000);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return done();
+}
+
+bool answered(const QDBusMessage& reply, QString* error = nullptr) {
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return true;
+    if (error)
+        *error = reply.errorMessage();
+    return false;
+}
+
+// The object path a call answered with; empty, with `error` set, when it failed.
+QString objectPath(const QDBusMessage& reply, QString& error) {
+    if (!answered(reply, &error))
+        return {};
+    const QString path = reply.arguments().value(0).value<QDBusObjectPath>().path();
+    if (path.isEmpty())
+        error = "mutter answered with no object path";
+    return path;
+}
+
+} // namespace
+
+// A remote-desktop session on a running mutter (GNOME's compositor, here
+// headless) with a screen cast of its primary monitor in it: the PipeWire
+// node of that cast, and the pointer of the session, as GNOME's own portal
+// backend asks mutter for them. Every call blocks on the session bus.
+class MutterSession : public QObject {
+    Q_OBJECT
+public:
+    // Waits (up to twenty seconds) for mutter's interfaces on the bus.
+    static bool waitForMutter(QString& error) {
+        QDBusConnectionInterface* bus = QDBusConnection::sessionBus().interface();
+        if (processEventsUntil(
+                [&] { return bus->isServiceRegistered(kCast) && bus->isServiceRegistered(kRemote); }))
+            return true;
+        error = "mutter offers no screen cast on the session bus";
+        return false;
+    }
+
+    // The session, started, with its stream announced (the pointer drawn
+    // into the pictures); empty `error` on success.
+    explicit MutterSession(QString& error) : bus_(QDBusConnection::sessionBus()) {
+        error.clear();
+        QDBusInterface desktop(kRemote, "/org/gnome/Mutter/RemoteDesktop", kRemote, bus_);
+        const QString remotePath = objectPath(desktop.call("CreateSession"), error);
+        if (remotePath.isEmpty())
+            return;
+        remote_ = std::make_unique<QDBusInterface>(kRemote, remotePath, kRemote + ".Session", bus_);
+        const QString sessionId = remote_->property("SessionId").toString();
+
+        QDBusInterface screenCast(kCast, "/org/gnome/Mutter/ScreenCast", kCast, bus_);
+        const QString castPath = objectPath(
+            screenCast.call("CreateSession", QVariantMap{{"remote-desktop-session-id", sessionId}}), error);
+        if (castPath.isEmpty())
+            return;
+        QDBusInterface castSession(kCast, castPath, kCast + ".Session", bus_);
+        // An empty connector: the primary monitor.
+        streamPath_ =
+            objectPath(castSession.call("RecordMonitor", QString(),
+                                        QVariantMap{{"cursor-mode", QVariant::fromValue(kCursorEmbedded)}}),
+                       error);
+        if (streamPath_.isEmpty())
+            return;
+        bus_.connect(kCast, streamPath_, kCast + ".Stream", "PipeWireStreamAdded", this,
+                     SLOT(onStreamAdded(uint)));
+        if (answered(remote_->call("Start"), &error) && !processEventsUntil([&] { return node_ != 0; }))
+            error = "mutter announced no stream";
+    }
+    ~MutterSession() override {
+        if (remote_)
+            remote_->call("Stop");
+    }
+
+    uint node() const { return node_; }
+    bool movePointer(double x, double y) {
+        return remote_ && answered(remote_->call("NotifyPointerMotionAbsolute", streamPath_, x, y));
+    }
+    // By dx,dy from where it is: onto monitors this session does not cast.
+    bool nudgePointer(double dx, double dy) {
+        return remote_ && answered(remote_->call("NotifyPointerMotionRelative", dx, dy));
+    }
+    // The left button down or up where the pointer is (a drag between).
+    bool button(bool down) {
+        return remote_ && answered(remote_->call("NotifyPointerButton", kLeftButton, down));
+    }
+    bool click(double x, double y) {
+        // A hand rests a moment before it presses: toolkits take a press that
+        // arrives with the pointer's entry as a press somewhere else.
+        if (!movePointer(x, y))
+            return false;
+        QThread::msleep(150);
+        if (!button(true))
+            return false;
+        QThread::msleep(50);
+        return button(false);
+    }
+
+public slots:
+    void onStreamAdded(uint id) { node_ = id; }
+
+private:
+    QDBusConnection bus_;
+    std::unique_ptr<QDBusInterface> remote_;
+    QString streamPath_;
+    uint node_ = 0;
+};
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
@@ -28,7 +159,7 @@ int main(int argc, char** argv) {
         std::cout << "error: " << error.toStdString() << std::endl;
         return 1;
     }
-    MutterSession session(MutterSession::Embedded, error);
+    MutterSession session(error);
     if (!error.isEmpty()) {
         std::cout << "error: " << error.toStdString() << std::endl;
         return 1;
@@ -39,17 +170,8 @@ int main(int argc, char** argv) {
     ScreenCaptureRequest request;
     request.screen = RVScreen{"primary", 0, 0, 0, 0, true};
     request.fps = 10;
-    const uint32_t node = session.node();
-    auto source = portalcapture::createStreamSource(request, nullptr, [node](std::string& why) {
-        std::optional<portalcapture::SharedScreen> shared(std::in_place);
-        shared->remote = streamtest::connectToServer();
-        if (shared->remote.get() < 0) {
-            why = "cannot connect to PipeWire";
-            return std::optional<portalcapture::SharedScreen>();
-        }
-        shared->node = node;
-        return shared;
-    });
+    auto source =
+        portalcapture::createStreamSource(request, nullptr, streamtest::sharedScreen(session.node()));
     std::mutex mutex;
     QImage last;
     source->setVideoCallback([&](const VideoFramePtr& frame) {
@@ -108,3 +230,5 @@ int main(int argc, char** argv) {
     source->stop();
     return 0;
 }
+
+#include "GnomeDriver.moc"

@@ -23,8 +23,6 @@
 #include <thread>
 
 using namespace std::chrono_literals;
-using portalcapture::SharedScreen;
-using streamtest::connectToServer;
 using streamtest::eventually;
 
 namespace {
@@ -213,18 +211,7 @@ std::unique_ptr<CaptureSource> sourceOf(uint32_t node, int x, int y, std::shared
     ScreenCaptureRequest request;
     request.screen = RVScreen{"TEST-1", x, y, kWidth, kHeight, true};
     request.fps = 30;
-    const bool cursorMetadata = feed != nullptr;
-    return portalcapture::createStreamSource(request, feed, [node, cursorMetadata](std::string& error) {
-        std::optional<SharedScreen> shared(std::in_place);
-        shared->remote = connectToServer();
-        if (shared->remote.get() < 0) {
-            error = "cannot connect to PipeWire";
-            return std::optional<SharedScreen>();
-        }
-        shared->node = node;
-        shared->cursorMetadata = cursorMetadata;
-        return shared;
-    });
+    return portalcapture::createStreamSource(request, feed, streamtest::sharedScreen(node, feed != nullptr));
 }
 
 // The source waits for the format, which the producer agrees only once it
@@ -257,10 +244,11 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStreamUntilItEnds) {
         delivered.originX = frame->originX;
         delivered.originY = frame->originY;
     });
-    source->setFailureCallback([&](const std::string& message) {
+    const auto noteFailure = [&](const std::string& message) {
         std::lock_guard lock(delivered.mutex);
         delivered.failure = message;
-    });
+    };
+    source->setFailureCallback(noteFailure);
     ASSERT_NO_FATAL_FAILURE(start(*source, *screen, std::make_pair(10, 20)));
     EXPECT_EQ(source->frameWidth(), kWidth);
     EXPECT_EQ(source->frameHeight(), kHeight);
@@ -313,10 +301,7 @@ TEST(StreamSource, FollowsPicturesAndCursorMetadataOfARealStreamUntilItEnds) {
     EXPECT_FALSE(failed()) << delivered.failure;
 
     auto last = sourceOf(node, 0, 0, nullptr);
-    last->setFailureCallback([&](const std::string& message) {
-        std::lock_guard lock(delivered.mutex);
-        delivered.failure = message;
-    });
+    last->setFailureCallback(noteFailure);
     ASSERT_NO_FATAL_FAILURE(start(*last, *screen, std::nullopt));
     screen.reset();
     EXPECT_TRUE(eventually(failed)) << "the end of the stream went unnoticed";

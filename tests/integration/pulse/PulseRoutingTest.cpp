@@ -2,6 +2,7 @@
 #include "core/EMLog.h"
 #include "engine/audio/AudioDeviceRules.h"
 #include "engine/audio/RVAudioRouting.h"
+#include "integration/recording/MediaProbe.h"
 #include "platform/pulse/PulseSoundServer.h"
 
 #include <algorithm>
@@ -13,10 +14,7 @@
 
 namespace {
 
-std::string env(const char* name) {
-    const char* v = std::getenv(name);
-    return v ? v : "";
-}
+using probe::env;
 
 EZAudioDevice withUID(const std::string& uid) {
     EZAudioDevice d;

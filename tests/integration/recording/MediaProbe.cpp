@@ -106,6 +106,13 @@ std::vector<std::vector<uint8_t>> frames(const std::string& file, const std::str
     return out;
 }
 
+bool near(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour, int tolerance) {
+    const std::size_t i = (static_cast<std::size_t>(y) * width + x) * 3;
+    return i + 2 < rgb.size() && std::abs(rgb[i] - int(colour >> 16 & 0xff)) <= tolerance &&
+           std::abs(rgb[i + 1] - int(colour >> 8 & 0xff)) <= tolerance &&
+           std::abs(rgb[i + 2] - int(colour & 0xff)) <= tolerance;
+}
+
 double audioLevel(const std::string& file, double from, double to) {
     const std::string bytes =
         run("ffmpeg -v error -ss " + std::to_string(from) + " -t " + std::to_string(to - from) + " -i " +
@@ -140,18 +147,15 @@ std::vector<PacketInfo> packetsOf(const std::string& path, const char* type) {
     std::string line;
     while (std::getline(in, line)) {
         // pts_time,dts_time,duration_time,flags; AVI knows only decode times.
-        const auto c1 = line.find(',');
-        const auto c2 = line.find(',', c1 + 1);
-        const auto c3 = line.find(',', c2 + 1);
-        if (c1 == std::string::npos || c2 == std::string::npos || c3 == std::string::npos)
+        std::istringstream fields(line);
+        std::string pts, dts, duration, flags;
+        if (!std::getline(fields, pts, ',') || !std::getline(fields, dts, ',') ||
+            !std::getline(fields, duration, ','))
             continue;
-        PacketInfo p;
-        p.time = toDouble(line.substr(0, c1));
-        if (p.time < 0)
-            p.time = toDouble(line.substr(c1 + 1, c2 - c1 - 1));
-        p.duration = std::max(toDouble(line.substr(c2 + 1, c3 - c2 - 1)), 0.0);
-        p.keyframe = line.find('K', c3) != std::string::npos;
-        packets.push_back(p);
+        std::getline(fields, flags);
+        const double time = toDouble(pts);
+        packets.push_back({time < 0 ? toDouble(dts) : time, std::max(toDouble(duration), 0.0),
+                           flags.find('K') != std::string::npos});
     }
     return packets;
 }

@@ -45,6 +45,9 @@ std::vector<uint8_t> frameAt(const std::string& file, double seconds, int width,
 // of `width` x `height`.
 std::vector<std::vector<uint8_t>> frames(const std::string& file, const std::string& filter, int width,
                                          int height);
+// The pixel at x, y of an RGB24 picture `width` wide is `colour` (0xRRGGBB),
+// each channel within `tolerance`; false when no picture was decoded.
+bool near(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour, int tolerance);
 // Root mean square of the mono 16-bit audio between the two times (0..32767).
 double audioLevel(const std::string& file, double from, double to);
 
@@ -79,7 +82,8 @@ public:
     void signal(int signo);
     // Waits for the end; returns the exit status, stdout in `out`.
     int wait(std::string* out = nullptr);
-    int pid() const { return pid_; }
+    // Its stdout, to read as it comes (wait() reads what is left).
+    int stdoutFd() const { return stdoutFd_; }
     // False once the process has ended (it is then collected, not left a zombie).
     bool running();
 

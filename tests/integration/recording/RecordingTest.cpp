@@ -5,7 +5,6 @@
 #include "MediaProbe.h"
 
 #include <QTemporaryDir>
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -46,16 +45,14 @@ protected:
         EXPECT_EQ(printed, out + "\n");
         return probe::probe(out);
     }
-    // A 440 Hz tone played into `sink` (empty: the default output, where
-    // applications play) until the child is destroyed.
-    std::unique_ptr<probe::Child> playTone(const std::string& sink) {
-        const std::string tone = path("tone.raw");
-        probe::run("sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 " + probe::quote(tone) +
-                   " synth 20 sine 440");
+    // A 440 Hz tone played to the default output (where applications play)
+    // until the child is destroyed; `server` names another sound server, as
+    // PrivateSoundServer::clientCommand("") does.
+    static std::unique_ptr<probe::Child> playTone(const std::string& server = "") {
         return std::make_unique<probe::Child>(std::vector<std::string>{
             "/bin/sh", "-c",
-            "exec pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1 " +
-                (sink.empty() ? std::string() : "-d " + sink) + " < " + probe::quote(tone)});
+            "sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 - synth 20 sine 440 | " + server +
+                "pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1"});
     }
 
     QTemporaryDir dir;
@@ -63,14 +60,8 @@ protected:
     int runs = 0;
 };
 
-// The pixel at x, y of an RGB24 picture `width` wide is `colour`, each
-// channel within `tolerance`; false when no picture was decoded.
-bool near(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour, int tolerance) {
-    const std::size_t i = (static_cast<std::size_t>(y) * width + x) * 3;
-    return i + 2 < rgb.size() && std::abs(rgb[i] - int(colour >> 16 & 0xff)) <= tolerance &&
-           std::abs(rgb[i + 1] - int(colour >> 8 & 0xff)) <= tolerance &&
-           std::abs(rgb[i + 2] - int(colour & 0xff)) <= tolerance;
-}
+using probe::near;
+
 // Colour conversion to 4:2:0 and back moves values by a few steps.
 void expectColor(const std::vector<uint8_t>& rgb, int width, int x, int y, uint32_t colour) {
     EXPECT_TRUE(near(rgb, width, x, y, colour, 16)) << "at " << x << "," << y;
@@ -85,7 +76,7 @@ TEST_F(Recording, FullScreenWithSystemAudioHoldsAToneAndLeavesOutThePause) {
     auto recorder = record({"--fps", "10", "--audio", "system", "--output", out});
     ASSERT_TRUE(waitForStart(*recorder)) << probe::readFile(log);
     std::this_thread::sleep_for(1500ms);
-    auto tone = playTone("");
+    auto tone = playTone();
     std::this_thread::sleep_for(1000ms);
     recorder->signal(SIGUSR1);
     std::this_thread::sleep_for(2000ms);
@@ -141,20 +132,6 @@ TEST_F(Recording, CameraKindRecordsTheTestPatternMirrored) {
     expectColor(rgb, 640, 620, 20, 0xffffff);
 }
 
-TEST_F(Recording, AudioOnlyFilesFromTheMicrophoneHaveTheirLength) {
-    auto tone = playTone(probe::env("FRAMEDECK_DESKTOP_MIC_FEED", "fake_mic_feed"));
-    for (const char* format : {"mp3", "wav", "m4a"}) {
-        SCOPED_TRACE(format);
-        const std::string out = path(std::string("mic.") + format);
-        auto recorder = record({"--mode", "audio", "--audio", "mic", "--seconds", "2", "--output", out});
-        const probe::Media media = finished(*recorder, out);
-        ASSERT_TRUE(media.stream("audio"));
-        EXPECT_FALSE(media.stream("video"));
-        EXPECT_NEAR(media.duration, 2, 0.25);
-        EXPECT_GT(probe::audioLevel(out, 0.5, 1.5), 3000) << "the microphone's tone is missing";
-    }
-}
-
 TEST_F(Recording, BadRequestsFailWithTheirOwnStatusAndNoOutput) {
     struct Case {
         std::vector<std::string> flags;
@@ -183,14 +160,11 @@ TEST_F(Recording, AFullDiskStopsTheRecordingAndKeepsWhatWasWritten) {
     // The disk "fills" at 150 KB (dash counts 512-byte blocks): a file-size limit makes writes past it
     // fail as ENOSPC would (and needs no mount).
     const std::string out = path("full.mp4");
-    std::string command = "ulimit -f 300; exec";
-    for (const std::string& arg :
-         {kTool, std::string("record"), std::string("--audio"), std::string("system"),
-          std::string("--seconds"), std::string("60"), std::string("--output"), out})
-        command += " " + probe::quote(arg);
     log = path("full.log");
-    probe::Child recorder({"/bin/sh", "-c", command}, {}, log);
-    auto tone = playTone("");
+    probe::Child recorder({"/bin/sh", "-c", "ulimit -f 300; exec \"$0\" \"$@\"", kTool, "record", "--audio",
+                           "system", "--seconds", "60", "--output", out},
+                          {}, log);
+    auto tone = playTone();
     std::string printed;
     EXPECT_EQ(recorder.wait(&printed), 6) << probe::readFile(log);
     EXPECT_EQ(printed, out + "\n");
@@ -297,11 +271,7 @@ TEST_F(Recording, SoundComesBackAfterTheSoundServerRestartsWithSilenceBetween) {
     ASSERT_TRUE(server.start());
     // The recorder loads its devices into the new server and records again.
     probe::waitForLog(*recorder, log, "the sound is back");
-    const auto tone = std::make_unique<probe::Child>(std::vector<std::string>{
-        "/bin/sh", "-c",
-        "sox -V1 -n -t raw -r 48000 -e signed -b 16 -c 1 - synth 20 sine 440 | " +
-            server.clientCommand(
-                "pacat --playback --latency-msec=20 --raw --format=s16le --rate=48000 --channels=1")});
+    const auto tone = playTone(server.clientCommand(""));
     const probe::Media media = finished(*recorder, out);
     const std::string text = probe::readFile(log);
     EXPECT_NE(text.find("the sound is back"), std::string::npos) << text;
@@ -339,7 +309,8 @@ double firstTime(const std::vector<std::vector<uint8_t>>& frames, std::size_t fr
 // and the block goes again: the variable-rate MP4 shows each at its moment,
 // as the constant-rate AVI recorded at the same time does; both are the
 // area's size and colour and last the recorded time, and the MP4 holds fewer
-// pictures and a keyframe every two seconds.
+// pictures (how often the encoder repeats a still picture and puts in a
+// keyframe is the encoder tests' StillPictures).
 TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
     const uint32_t blue = 0x3060c0, red = 0xe02020;
     ColourWindow background(200, 150, 400, 300, blue);
@@ -423,18 +394,7 @@ TEST_F(Recording, AStillScreenShowsEachChangeAtItsMomentInEveryContainer) {
         EXPECT_GT(firstArrow(frames.front()), 20);
         EXPECT_EQ(firstArrow(frames.back()), 0) << "the first arrow is left in the last picture";
     }
-    // The AVI keeps its constant rate; the MP4 stores what changed, and
-    // seeks: keyframes at most two seconds apart.
+    // The AVI keeps its constant rate; the MP4 stores what changed.
     EXPECT_NEAR(double(probe::videoPackets(avi).size()), 150, 4);
-    const std::vector<probe::PacketInfo> packets = probe::videoPackets(mp4);
-    EXPECT_LT(packets.size(), 60u) << "a still screen stored at the full rate";
-    std::vector<double> keyframes;
-    for (const probe::PacketInfo& p : packets)
-        if (p.keyframe)
-            keyframes.push_back(p.time);
-    std::sort(keyframes.begin(), keyframes.end());
-    EXPECT_GE(keyframes.size(), 2u);
-    for (std::size_t i = 0; i < keyframes.size(); ++i)
-        EXPECT_LE(keyframes[i] - (i ? keyframes[i - 1] : 0), 2.0 + 1.0 / 30)
-            << "keyframes far apart at " << i;
+    EXPECT_LT(probe::videoPackets(mp4).size(), 60u) << "a still screen stored at the full rate";
 }

@@ -41,11 +41,9 @@ void setStacking(const std::vector<std::uint32_t>& bottomToTop) {
 
 const auto* const kApp = ::testing::AddGlobalTestEnvironment(new QtAppEnvironment<QGuiApplication>);
 
-class Inventory : public ::testing::Test {};
-
 } // namespace
 
-TEST_F(Inventory, TheVirtualDisplayHasNoProductName) {
+TEST(Inventory, TheVirtualDisplayHasNoProductName) {
     const QVariantList monitors = RVGlobalMonitor::monitorList();
     ASSERT_EQ(monitors.size(), 1);
     const QVariantMap only = monitors[0].toMap();
@@ -54,7 +52,7 @@ TEST_F(Inventory, TheVirtualDisplayHasNoProductName) {
               (RectD{0, 0, 1920, 1080}));
 }
 
-TEST_F(Inventory, ApplicationsAndWindowsOfOtherProcesses) {
+TEST(Inventory, ApplicationsAndWindowsOfOtherProcesses) {
     XWindows first(
         {"100,120,402,301,FdTestA,Alpha one,ff0000", "600,200,300,200,FdTestA,Alpha two,00ff00,1,icon"});
     XWindows second({"900,500,200,150,FdTestB,Beta,0000ff"});

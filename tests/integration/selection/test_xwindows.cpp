@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 #include <unistd.h>
@@ -94,21 +95,13 @@ int main(int argc, char** argv) {
     }
     xcb_flush(c);
     // On screen once each window has been exposed.
-    std::size_t exposed = 0;
-    std::vector<bool> seen(windows.size(), false);
-    while (exposed < windows.size()) {
+    std::set<xcb_window_t> unexposed(windows.begin(), windows.end());
+    while (!unexposed.empty()) {
         std::unique_ptr<xcb_generic_event_t, Free> e(xcb_wait_for_event(c));
         if (!e)
             return 3;
-        if ((e->response_type & 0x7F) == XCB_EXPOSE) {
-            const auto* ex = reinterpret_cast<xcb_expose_event_t*>(e.get());
-            for (std::size_t i = 0; i < windows.size(); ++i) {
-                if (windows[i] == ex->window && !seen[i]) {
-                    seen[i] = true;
-                    ++exposed;
-                }
-            }
-        }
+        if ((e->response_type & 0x7F) == XCB_EXPOSE)
+            unexposed.erase(reinterpret_cast<xcb_expose_event_t*>(e.get())->window);
     }
     std::printf("ready");
     for (xcb_window_t w : windows)

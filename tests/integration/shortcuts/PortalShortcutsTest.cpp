@@ -5,8 +5,8 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusReply>
-#include <QDeadlineTimer>
 #include <QObject>
+#include <QTest>
 #include <functional>
 #include <gtest/gtest.h>
 #include <optional>
@@ -25,13 +25,8 @@ namespace {
 
 // Bound only so that a portal that never answers fails the test with a
 // message instead of running into ctest's timeout.
-constexpr int kHangGuardMs = 60000;
-
 bool waitFor(const std::function<bool()>& done) {
-    const QDeadlineTimer deadline(kHangGuardMs);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    return done();
+    return QTest::qWaitFor(done, 60000);
 }
 
 const QString kAccel = QStringLiteral("org.kde.kglobalaccel");
