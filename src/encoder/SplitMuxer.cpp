@@ -119,8 +119,15 @@ bool SplitMuxer::audioSizeLimitReached(const AVPacket* packet) const {
     return partPayload_ + packet->size + projectedContainerBytes(1) > limit;
 }
 
-bool SplitMuxer::timeLimitReached(int64_t partTimeUs) const {
-    return limits_.seconds != 0 && partTimeUs >= static_cast<int64_t>(limits_.seconds) * 1000000;
+// Time limits end parts at whole multiples of the limit from the start of the
+// recording, not of the part: a part can only end on a frame or a packet, and
+// counting from each part's start would add that rounding up part after part.
+int64_t SplitMuxer::partEndUs() const {
+    return (part_ + 1) * static_cast<int64_t>(limits_.seconds) * 1000000;
+}
+
+bool SplitMuxer::timeLimitReached(int64_t us) const {
+    return limits_.seconds != 0 && us >= partEndUs();
 }
 
 void SplitMuxer::armTimeSplit() {
@@ -129,8 +136,8 @@ void SplitMuxer::armTimeSplit() {
     // The cut falls on the first frame at or after the boundary. Frames are
     // placed at a constant rate, so that frame is known now, and audio past it
     // is held back from the moment it is encoded.
-    const int64_t boundaryUs = partStartUs_ + static_cast<int64_t>(limits_.seconds) * 1000000;
-    armSplit(av_rescale_q_rnd(boundaryUs, AV_TIME_BASE_Q, video_->time_base, AV_ROUND_UP));
+    armSplit(std::max(videoOffset_ + 1,
+                      av_rescale_q_rnd(partEndUs(), AV_TIME_BASE_Q, video_->time_base, AV_ROUND_UP)));
 }
 
 void SplitMuxer::armSplit(int64_t videoIndex) {
@@ -191,9 +198,8 @@ int SplitMuxer::writeVideoPacket(AVPacket* packet) {
 int SplitMuxer::writeAudioPacket(AVPacket* packet) {
     noteEncoded(packet, audio_->time_base);
     if (!video_) {
-        const int64_t partTimeUs =
-            av_rescale_q(packet->pts, audio_->time_base, AV_TIME_BASE_Q) - partStartUs_;
-        if (packet->pts > audioOffset_ && (timeLimitReached(partTimeUs) || audioSizeLimitReached(packet))) {
+        const int64_t us = av_rescale_q(packet->pts, audio_->time_base, AV_TIME_BASE_Q);
+        if (packet->pts > audioOffset_ && (timeLimitReached(us) || audioSizeLimitReached(packet))) {
             splitAudioSample_ = packet->pts;
             const int ret = rotate();
             if (ret < 0)
@@ -246,8 +252,6 @@ int SplitMuxer::rotate() {
     partPackets_ = 0;
     videoOffset_ = splitVideoIndex_;
     audioOffset_ = splitAudioSample_;
-    partStartUs_ = video_ ? av_rescale_q(splitVideoIndex_, video_->time_base, AV_TIME_BASE_Q)
-                          : av_rescale_q(splitAudioSample_, audio_->time_base, AV_TIME_BASE_Q);
     const int ret = file_.open(partPath(basePath_, part_), choice_, video_, audio_);
     fileSize_ = file_.size();
     partHeaderBytes_ = file_.size();

@@ -102,7 +102,8 @@ private:
     int writeAudioUpTo(int64_t sample, bool wholePackets = true);
     bool audioSizeLimitReached(const AVPacket* packet) const;
     int64_t projectedContainerBytes(int64_t morePackets) const;
-    bool timeLimitReached(int64_t partTimeUs) const;
+    int64_t partEndUs() const;
+    bool timeLimitReached(int64_t us) const;
     int rotate();
     int writeToPart(AVPacket* packet, bool isVideo);
     void noteEncoded(const AVPacket* packet, AVRational timeBase);
@@ -124,7 +125,6 @@ private:
     int64_t partHeaderBytes_ = 0; // the part's size right after it was opened
     OutputFile file_;
     int part_ = 0;
-    int64_t partStartUs_ = 0;
     int64_t videoOffset_ = 0; // in the video encoder's time base
     int64_t audioOffset_ = 0; // in samples
     bool splitPending_ = false;
